@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+/// \file
+/// Everything that the library exports. Include a single class by its folder to keep builds short, for
+/// instance
+/// `#include "Manager/DownloadController.h"`.
+
+#include "QCommGlobal.h"
+
+#include "Manager/BaseDownloadInterface.h"
+#include "Manager/BaseDownloadManager.h"
+#include "Manager/DownloadController.h"
+#include "Manager/DownloadPriority.h"
+#include "Manager/DownloadReportData.h"
+#include "Manager/DownloadTaskModel.h"
+#include "Manager/NetlibControl.h"
+#include "Manager/ProgressInfo.h"
+#include "Manager/TaskInfo.h"
+#include "Manager/VantorDownloadManager.h"
+#include "Tool/BytesUnitOperator.h"
+#include "Tool/IntervalOperator.h"
+#include "vantor/GroupTaskModel.h"
+#include "vantor/ProcApi.h"
+#include "vantor/SingleTaskErrorModel.h"
+#include "vantor/SingleTaskModel.h"
+#include "vantor/VantorChunkActionType.h"
+#include "vantor/VantorChunkReq.h"
+#include "vantor/VantorChunkResp.h"
+#include "vantor/VantorChunkTask.h"
+#include "vantor/VantorChunkTaskManager.h"
+#include "vantor/VantorExporter.h"
+#include "vantor/VantorGroupDownloadTask.h"
+#include "vantor/VantorGroupDownloadTaskManager.h"
+#include "vantor/VantorHandle.h"
+#include "vantor/VantorJsonHelper.h"
+#include "vantor/VantorTaskModel.h"

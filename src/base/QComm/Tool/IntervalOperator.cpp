@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#include "Tool/IntervalOperator.h"
+
+#include <QDateTime>
+
+IntervalOperator::IntervalOperator(QObject* parent) : QObject(parent)
+{
+}
+
+IntervalOperator::~IntervalOperator() = default;
+
+void IntervalOperator::SetInterval(qint64 ms)
+{
+    m_interval = ms;
+    Reset();
+}
+
+void IntervalOperator::Reset()
+{
+    m_timeCost = 0;
+    m_lastTimeStamp = QDateTime::currentMSecsSinceEpoch();
+}
+
+bool IntervalOperator::IsTimeout()
+{
+    m_timeCost = QDateTime::currentMSecsSinceEpoch() - m_lastTimeStamp;
+    if (m_timeCost < m_interval)
+        return false;
+    m_lastTimeStamp = QDateTime::currentMSecsSinceEpoch();
+    return true;
+}
