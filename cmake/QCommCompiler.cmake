@@ -17,7 +17,8 @@ endif()
 
 add_library(qcomm_warnings INTERFACE)
 if(MSVC)
-    target_compile_options(qcomm_warnings INTERFACE /W4 /WX /utf-8 /permissive- /Zc:__cplusplus)
+    # C4251, C4275: members and bases without dllexport. The launcher is built with the same compiler and Qt.
+    target_compile_options(qcomm_warnings INTERFACE /W4 /WX /wd4251 /wd4275 /utf-8 /permissive- /Zc:__cplusplus)
 else()
     target_compile_options(qcomm_warnings INTERFACE
         -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)

@@ -48,15 +48,16 @@ Q_SIGNALS:
     /// Every file of the group is finished.
     void finish(int groupId);
     /// A file's request is about to start.
-    void taskStart(int nGroupId, const QString& url);
+    void taskStart(int nGroupId, const QString& /*url*/);
     /// A file is finished and in place.
-    void taskFinish(int nGroupId, const QString& url);
+    void taskFinish(int nGroupId, const QString& /*url*/);
     /// A file's MD5 check began.
-    void taskMd5Start(int nGroupId, const QString& url);
+    void taskMd5Start(int nGroupId, const QString& /*url*/);
     /// A file's MD5 check ended.
-    void taskMd5Stop(int nGroupId, const QString& url);
+    void taskMd5Stop(int nGroupId, const QString& /*url*/);
     /// A file failed for good. `qtErrorCode` is a QNetworkReply::NetworkError.
-    void error(int code, const QString& message, int statusCode, QString url, int qtErrorCode, int groupId);
+    void error(int /*code*/, const QString& /*message*/, int statusCode, QString /*url*/, int qtErrorCode,
+               int /*groupId*/);
     /// The group has no file left to start: all remaining work is checking.
     void md5Started(int groupId);
     /// Speed in bytes per second, its display text and the remaining time as text.
@@ -64,11 +65,11 @@ Q_SIGNALS:
     /// A telemetry report.
     void downloadReport(const DownloadReportData& data);
     /// The size of one file became known, in bytes.
-    void totalSize(const QString& url, qint64 size);
+    void totalSize(const QString& /*url*/, qint64 size);
     /// The server refused a download with 403 while downloads require login.
     void relogin();
     /// A file is being retried; JSON text.
-    void taskRestart(const QString& json);
+    void taskRestart(const QString& /*json*/);
     /// A stop request for the group was handled.
-    void cancelled(int groupId);
+    void cancelled(int /*groupId*/);
 };

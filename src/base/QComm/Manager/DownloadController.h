@@ -95,8 +95,8 @@ public Q_SLOTS:
     void onLimitSpeedChanged(qint64 speedLimit);
 
 Q_SIGNALS:
-    /// The network library type has been switched; `type` is the one announced by SwitchDownloader().
-    void downloaderChanged(const QString& type);
+    /// The network library type has been switched, to the type that SwitchDownloader() announces.
+    void downloaderChanged(const QString& /*type*/);
 
     // The signals of BaseDownloadManager, documented there.
     void progress(qint64 bytesRead, qint64 totalBytes, int groupId);
