@@ -44,8 +44,7 @@ void useRecords()
     VantorChunkReq request;
     request.action_type = VantorChunkActionFetchSize;
     check(request.ToJsonStr().contains(QStringLiteral("fetch_size")), "VantorChunkReq");
-    check(VantorChunkResp::FromJsonStr(QStringLiteral("{\"action\":\"fetch_size\"}")) != nullptr,
-          "VantorChunkResp");
+    check(VantorChunkResp::FromJsonStr(QStringLiteral("{\"action\":\"fetch_size\"}")) != nullptr, "VantorChunkResp");
     check(vantor::chunk::ActionNameToActionType(QStringLiteral("fetch_size")) == VantorChunkActionFetchSize,
           "VantorChunkActionType");
 }

@@ -24,5 +24,5 @@ inline Orvel::Common::LogStream& operator<<(Orvel::Common::LogStream& stream, co
 }
 
 /// \brief Begins a log line: `QCOMM_LOG(LogLevel::Info, "Class::Method") << "text" << value;`
-#define QCOMM_LOG(level, function)                                                                           \
+#define QCOMM_LOG(level, function)                                                                                     \
     Orvel::Common::Logger(__FILE__, __LINE__, (function), static_cast<int>(level)).stream()

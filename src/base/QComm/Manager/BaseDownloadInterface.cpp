@@ -11,8 +11,7 @@ void BaseDownloadInterface::Init(const QString& /*a*/, const QString& /*b*/, int
 {
 }
 
-int BaseDownloadInterface::SetTask(const QVector<DownloadTaskModel>& /*models*/,
-                                   DownloadPriority /*priority*/)
+int BaseDownloadInterface::SetTask(const QVector<DownloadTaskModel>& /*models*/, DownloadPriority /*priority*/)
 {
     return 0;
 }

@@ -55,8 +55,7 @@ public:
     virtual int SetTask(const QVector<DownloadTaskModel>& models, DownloadPriority priority, int groupId);
     /// \brief Starts a group, creating it from `models` when it is unknown.
     /// \param path installation folder of the group
-    virtual void StartDownloadTask(int groupId, const QVector<DownloadTaskModel>& models,
-                                   const QString& path);
+    virtual void StartDownloadTask(int groupId, const QVector<DownloadTaskModel>& models, const QString& path);
     /// \brief Stops a group; partial files stay and a later start resumes them.
     virtual void StopDownloadTask(int groupId);
     /// \brief Stops every group.

@@ -36,8 +36,8 @@ DownloadTaskModel& DownloadTaskModel::operator=(const DownloadTaskModel& other)
     return *this;
 }
 
-void DownloadTaskModel::Init(const QString& newUrl, const QString& newPath, const QString& newMd5,
-                             QString newMd5Salt, qint64 newSize)
+void DownloadTaskModel::Init(const QString& newUrl, const QString& newPath, const QString& newMd5, QString newMd5Salt,
+                             qint64 newSize)
 {
     url = QUrl(newUrl);
     path = newPath;

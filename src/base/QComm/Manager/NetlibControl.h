@@ -13,10 +13,10 @@
 class QCOMM_EXPORT NetlibControl
 {
 public:
-    static const QString kNetlibTypeLibcurl; ///< "libcurl"; no back-end of this library answers to it
-    static const QString kNetlibTypeQT;      ///< "QT", the HTTP range downloader
-    static const QString kNetlibTypeVantor;  ///< "vantor", the chunk engine
-    static const QString kPkgSizeInfoHeader; ///< "header": ask the server for file sizes with a HEAD request
+    static const QString kNetlibTypeLibcurl;   ///< "libcurl"; no back-end of this library answers to it
+    static const QString kNetlibTypeQT;        ///< "QT", the HTTP range downloader
+    static const QString kNetlibTypeVantor;    ///< "vantor", the chunk engine
+    static const QString kPkgSizeInfoHeader;   ///< "header": ask the server for file sizes with a HEAD request
     static const QString kPkgSizeInfoResource; ///< "resource": trust the size in the task description
 
     /// \brief The one instance, created on first use and deleted at process exit.

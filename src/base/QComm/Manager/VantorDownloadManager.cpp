@@ -73,8 +73,7 @@ int VantorDownloadManager::SetTask(const QVector<DownloadTaskModel>& models, Dow
     urlPathMap.clear();
     downloadList = GetDownloadListFromDownloadModels(models);
     if (downloadList.isEmpty()) {
-        QCOMM_LOG(LogLevel::Error, "VantorDownloadManager::SetTask")
-            << logTag << "SetTask-SetDownloadList is empty";
+        QCOMM_LOG(LogLevel::Error, "VantorDownloadManager::SetTask") << logTag << "SetTask-SetDownloadList is empty";
         Q_ASSERT_X(!downloadList.isEmpty(), "VantorDownloadManager::SetTask", "SetTask-SetDownloadList");
     }
     QCOMM_LOG(LogLevel::Info, "VantorDownloadManager::SetTask")
@@ -87,8 +86,7 @@ void VantorDownloadManager::StartDownloadTask(int newGroupId, const QVector<Down
 {
     // Intended: the line names the group that was current until now.
     QCOMM_LOG(LogLevel::Info, "VantorDownloadManager::StartDownloadTask")
-        << logTag << "[vantor] start download task, groupId: " << groupId
-        << ", install path: " << newInstallPath;
+        << logTag << "[vantor] start download task, groupId: " << groupId << ", install path: " << newInstallPath;
     installPath = newInstallPath;
 
     DisconnectSignals();
@@ -113,8 +111,7 @@ void VantorDownloadManager::StartDownloadTask(int newGroupId, const QVector<Down
     if (downloadList.isEmpty()) {
         QCOMM_LOG(LogLevel::Error, "VantorDownloadManager::StartDownloadTask")
             << logTag << "SetTask-StartDownloadTask is empty";
-        Q_ASSERT_X(!downloadList.isEmpty(), "VantorDownloadManager::StartDownloadTask",
-                   "SetTask-StartDownloadTask");
+        Q_ASSERT_X(!downloadList.isEmpty(), "VantorDownloadManager::StartDownloadTask", "SetTask-StartDownloadTask");
     }
 
     auto request = std::make_unique<VantorGroupDownloadTaskReq>();
@@ -123,8 +120,7 @@ void VantorDownloadManager::StartDownloadTask(int newGroupId, const QVector<Down
     groupTask->Start(std::move(request));
     groupGuid = groupTask->GetGuid();
     QCOMM_LOG(LogLevel::Info, "VantorDownloadManager::StartDownloadTask")
-        << logTag << " [vantor] start download task, groupGuid: " << groupGuid
-        << ", downloadList: " << downloadList;
+        << logTag << " [vantor] start download task, groupGuid: " << groupGuid << ", downloadList: " << downloadList;
 }
 
 void VantorDownloadManager::StopDownloadTask(int stoppedGroupId)
@@ -161,8 +157,7 @@ void VantorDownloadManager::SetSpeedLimit(qint64 kilobytesPerSecond)
         {QStringLiteral("progress_callback_interval"), progressCallbackIntervalMs},
     };
     const QString config = compactText({{QStringLiteral("download_policy"), policy}});
-    QCOMM_LOG(LogLevel::Detail, "VantorDownloadManager::SetSpeedLimit")
-        << logTag << "[vantor] set config: " << config;
+    QCOMM_LOG(LogLevel::Detail, "VantorDownloadManager::SetSpeedLimit") << logTag << "[vantor] set config: " << config;
     exporter->SetConfig(config);
 }
 
@@ -200,8 +195,7 @@ QString VantorDownloadManager::GetDownloadListFromDownloadModels(const QVector<D
         } else {
             item.insert(QStringLiteral("http_header_size"), QStringLiteral("Content-Length"));
             QCOMM_LOG(LogLevel::Warning, "VantorDownloadManager::GetDownloadListFromDownloadModels")
-                << logTag << " [vantor] size not set, will use Content-Length to fetch size of the url "
-                << url;
+                << logTag << " [vantor] size not set, will use Content-Length to fetch size of the url " << url;
         }
         if (!model.path.isEmpty())
             item.insert(QStringLiteral("relative_path"), QString(model.path + QLatin1Char('/')));

@@ -52,8 +52,9 @@ class VantorGroupDownloadTask;
 /// Error codes: 6000 (URL or network), 7000 (file write) or 8000 (checksum) plus the engine's code; 6099
 /// "unknown error"; 3004 "disk space not enough".
 ///
-/// Everything happens on the thread that owns the manager. Signal handlers may call any operation, start
-/// another run, or delete the manager.
+/// Everything happens on the thread that owns the manager. Signal handlers may call any operation, start another run,
+/// or delete the manager; only handlers of `totalSize`, which is emitted inside SetTask() and StartDownloadTask(),
+/// must leave it alone.
 class QCOMM_EXPORT VantorDownloadManager : public BaseDownloadManager
 {
     Q_OBJECT
@@ -110,8 +111,7 @@ public:
     /// \param groupId     id of the group
     /// \param models      the files; when empty, those given to SetTask() for this id
     /// \param installPath folder whose volume is watched for free space; not watched when it does not exist
-    void StartDownloadTask(int groupId, const QVector<DownloadTaskModel>& models,
-                           const QString& installPath) override;
+    void StartDownloadTask(int groupId, const QVector<DownloadTaskModel>& models, const QString& installPath) override;
     /// \brief Asks the engine to cancel the run; `cancelled` follows. Partial files stay for resuming.
     /// Another id than the current one only marks the run as stopped by the user.
     void StopDownloadTask(int groupId) override;
@@ -159,8 +159,7 @@ public Q_SLOTS:
     /// \brief Takes in a group callback of the current run and emits what follows from it.
     void onParseGroupTaskCallback(const QString& guid, GroupTaskModel model);
     /// \brief Takes in a file callback of the current run and emits what follows from it.
-    void onParseSingleTaskCallback(const QString& groupGuid, const QString& task_guid,
-                                   SingleTaskErrorModel model);
+    void onParseSingleTaskCallback(const QString& groupGuid, const QString& task_guid, SingleTaskErrorModel model);
     /// \brief Takes the current speed into the average; once per second while a run lasts.
     void OnTimeoutToCalcDownloadSpeed();
 
@@ -169,11 +168,10 @@ private:
     struct Run
     {
         GroupStatus lastGroupStatus = GroupStatus::Invalid;
-        bool manualCancel = false;        // StopDownloadTask() was called
-        bool diskLow = false;             // free space was found below the limit
-        bool diskCancelRequested = false; // the engine was asked to cancel because of that
-        bool forbiddenCancelRequested =
-            false; // the engine was asked to cancel because a file failed for good
+        bool manualCancel = false;             // StopDownloadTask() was called
+        bool diskLow = false;                  // free space was found below the limit
+        bool diskCancelRequested = false;      // the engine was asked to cancel because of that
+        bool forbiddenCancelRequested = false; // the engine was asked to cancel because a file failed for good
         bool md5StartedSent = false;
         QHash<QString, ItemStatus> itemStatus; // by file guid
         QVector<TaskInfo> errorList;           // files that failed for good, in order

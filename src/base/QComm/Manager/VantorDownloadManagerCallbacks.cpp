@@ -177,8 +177,7 @@ void VantorDownloadManager::onParseGroupTaskCallback(const QString& guid, GroupT
             return;
     }
     QCOMM_LOG(LogLevel::Info, "VantorDownloadManager::onParseGroupTaskCallback")
-        << logTag << "pcdn:" << static_cast<qint64>(run.pcdnTraffic)
-        << ", cdn:" << static_cast<qint64>(run.cdnTraffic);
+        << logTag << "pcdn:" << static_cast<qint64>(run.pcdnTraffic) << ", cdn:" << static_cast<qint64>(run.cdnTraffic);
 
     const bool transferring = status == GroupStatus::Progressing || status == GroupStatus::Success;
     if (transferring && !run.md5StartedSent && sums.totalBytes >= 1) {
@@ -211,8 +210,8 @@ bool VantorDownloadManager::cancelForLowDisk(const QString& guid, GroupStatus st
 
     run.diskLow = true;
     QCOMM_LOG(LogLevel::Warning, "VantorDownloadManager::onParseGroupTaskCallback")
-        << logTag << " [vantor] disk space less than " << kDiskSpaceLimitText
-        << " mb, need cancel download task " << guid;
+        << logTag << " [vantor] disk space less than " << kDiskSpaceLimitText << " mb, need cancel download task "
+        << guid;
     run.diskCancelRequested = true;
     exporter->Cancel(guid);
     return true;
@@ -226,8 +225,7 @@ GroupStatus VantorDownloadManager::asSeenByUser(const QString& guid, GroupStatus
         return status;
     if (run.diskLow) {
         QCOMM_LOG(LogLevel::Warning, "VantorDownloadManager::onParseGroupTaskCallback")
-            << logTag << " [vantor] disk space less than " << kDiskSpaceLimitText << " mb, inner cancelled "
-            << guid;
+            << logTag << " [vantor] disk space less than " << kDiskSpaceLimitText << " mb, inner cancelled " << guid;
         return GroupStatus::Failed;
     }
     if (run.forbiddenCancelRequested) {
@@ -238,8 +236,7 @@ GroupStatus VantorDownloadManager::asSeenByUser(const QString& guid, GroupStatus
     return status;
 }
 
-VantorDownloadManager::Sums VantorDownloadManager::sumUp(const QString& guid,
-                                                         const QVector<SingleTaskModel>& items)
+VantorDownloadManager::Sums VantorDownloadManager::sumUp(const QString& guid, const QVector<SingleTaskModel>& items)
 {
     Sums sums;
     for (const SingleTaskModel& item : items) {
@@ -395,8 +392,8 @@ void VantorDownloadManager::reportFailure(const GroupTaskModel& model, const Run
     }
 }
 
-void VantorDownloadManager::onParseSingleTaskCallback(const QString& groupGuidOfFile,
-                                                      const QString& task_guid, SingleTaskErrorModel model)
+void VantorDownloadManager::onParseSingleTaskCallback(const QString& groupGuidOfFile, const QString& task_guid,
+                                                      SingleTaskErrorModel model)
 {
     Q_UNUSED(groupGuidOfFile)
     const auto status = static_cast<ItemStatus>(GetItemStatusByName(model.status));
@@ -456,8 +453,7 @@ void VantorDownloadManager::failForGood(const TaskInfo& info)
 void VantorDownloadManager::OnTimeoutToCalcDownloadSpeed()
 {
     // Bounded, so that no sum of samples overflows, whatever the engine reports.
-    run.speedSamples.append(
-        std::min(run.currentSpeed, std::numeric_limits<qint64>::max() / (kMostSpeedSamples + 1)));
+    run.speedSamples.append(std::min(run.currentSpeed, std::numeric_limits<qint64>::max() / (kMostSpeedSamples + 1)));
     while (run.speedSamples.size() > kMostSpeedSamples)
         run.speedSamples.removeFirst();
     const qint64 sum = std::accumulate(run.speedSamples.cbegin(), run.speedSamples.cend(), qint64(0));

@@ -98,9 +98,7 @@ BytesUnitOperator::~BytesUnitOperator() = default;
 
 QString BytesUnitOperator::GetBytesString(qint64 bytes, const QString& unit, int decimals)
 {
-    const auto is = [&unit](const char* name) {
-        return unit.compare(QLatin1String(name), Qt::CaseInsensitive) == 0;
-    };
+    const auto is = [&unit](const char* name) { return unit.compare(QLatin1String(name), Qt::CaseInsensitive) == 0; };
     if (is("GB"))
         return inUnit(bytes, kGigabyte, decimals);
     if (is("MB"))
@@ -112,8 +110,8 @@ QString BytesUnitOperator::GetBytesString(qint64 bytes, const QString& unit, int
     return QString();
 }
 
-QString BytesUnitOperator::FormatSpeedString(qint64 bytesPerSecond, const QString& mbLabel,
-                                             const QString& kbLabel, const QString& suffix)
+QString BytesUnitOperator::FormatSpeedString(qint64 bytesPerSecond, const QString& mbLabel, const QString& kbLabel,
+                                             const QString& suffix)
 {
     if (bytesPerSecond < kMegabyteSpeed)
         return number(bytesPerSecond, kKilobyte, 2) + kbLabel + suffix;
@@ -143,8 +141,7 @@ void BytesUnitOperator::UpdateCurSpeed(qint64 bytes, qint64 timeStampMs)
         return;
     }
     // Intended: single precision, as the figures in deployed launchers are.
-    m_curSpeed =
-        static_cast<qint64>(static_cast<float>(grownBytes) / (static_cast<float>(passedMs) / 1000.0f));
+    m_curSpeed = static_cast<qint64>(static_cast<float>(grownBytes) / (static_cast<float>(passedMs) / 1000.0f));
 }
 
 QString BytesUnitOperator::GetCurSpeedString(qint64 bytes, qint64 timeStampMs)

@@ -40,8 +40,8 @@ qint32 Int32(const QJsonObject& object, QLatin1String key)
             return std::numeric_limits<qint32>::min();
         return qRound(number);
     }
-    return static_cast<qint32>(std::clamp<qint64>(value.toLongLong(), std::numeric_limits<qint32>::min(),
-                                                  std::numeric_limits<qint32>::max()));
+    return static_cast<qint32>(
+        std::clamp<qint64>(value.toLongLong(), std::numeric_limits<qint32>::min(), std::numeric_limits<qint32>::max()));
 }
 
 quint64 UInt64(const QJsonObject& object, QLatin1String key)

@@ -16,10 +16,8 @@ struct Action
 };
 
 constexpr Action kActions[] = {
-    {VantorChunkActionFetchVersion, "fetch_version"},
-    {VantorChunkActionFetchSize, "fetch_size"},
-    {VantorChunkActionNormalDownload, "normal_download"},
-    {VantorChunkActionRepairDownload, "repair_download"},
+    {VantorChunkActionFetchVersion, "fetch_version"},     {VantorChunkActionFetchSize, "fetch_size"},
+    {VantorChunkActionNormalDownload, "normal_download"}, {VantorChunkActionRepairDownload, "repair_download"},
     {VantorChunkActionDeleteDatabase, "delete_database"},
 };
 

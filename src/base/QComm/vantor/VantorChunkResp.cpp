@@ -11,14 +11,11 @@
 namespace {
 
 // Under these names the records travel in queued signals.
-const int kDeleteDatabaseRespType =
-    qRegisterMetaType<VantorChunkDeleteDatabaseResp>("VantorChunkDeleteDatabaseResp");
+const int kDeleteDatabaseRespType = qRegisterMetaType<VantorChunkDeleteDatabaseResp>("VantorChunkDeleteDatabaseResp");
 const int kVersionRespType = qRegisterMetaType<VantorChunkVersionResp>("VantorChunkVersionResp");
 const int kSizeRespType = qRegisterMetaType<VantorChunkSizeResp>("VantorChunkSizeResp");
-const int kNormalDownloadRespType =
-    qRegisterMetaType<VantorChunkNormalDownloadResp>("VantorChunkNormalDownloadResp");
-const int kRepairDownloadRespType =
-    qRegisterMetaType<VantorChunkRepairDownloadResp>("VantorChunkRepairDownloadResp");
+const int kNormalDownloadRespType = qRegisterMetaType<VantorChunkNormalDownloadResp>("VantorChunkNormalDownloadResp");
+const int kRepairDownloadRespType = qRegisterMetaType<VantorChunkRepairDownloadResp>("VantorChunkRepairDownloadResp");
 
 std::unique_ptr<VantorChunkResp> makeFor(VantorChunkActionType type)
 {

@@ -40,12 +40,11 @@ struct QCOMM_EXPORT VantorChunkResp
     /// \brief The whole text that the record was made from.
     const QString& GetRawJsonStr() const { return raw_json; }
 
-    QString guid; ///< the engine's guid of the task
-    QString
-        duplicated_guid; ///< guid of the task that does the same work already, when `status` is "Duplicated"
-    QString package_id;  ///< the package
-    QString branch;      ///< branch of the package
-    QString action;      ///< name of the action
+    QString guid;            ///< the engine's guid of the task
+    QString duplicated_guid; ///< guid of the task that does the same work already, when `status` is "Duplicated"
+    QString package_id;      ///< the package
+    QString branch;          ///< branch of the package
+    QString action;          ///< name of the action
     VantorChunkActionType action_type = VantorChunkActionUnknown; ///< the action
     bool pre_download = false;                                    ///< the action concerns a pre-download
     QString status;         ///< state as the engine spells it: "Success", "Failed", "Duplicated", ...
@@ -55,10 +54,9 @@ struct QCOMM_EXPORT VantorChunkResp
     QString error_msg;      ///< message of the failure
     QString local_version;  ///< version installed
     QString server_version; ///< version on the server
-    std::unordered_map<std::string, std::string> depot_version_list; ///< depot to installed version, UTF-8
-    std::unordered_map<std::string, std::string>
-        depot_server_version_list; ///< depot to server version, UTF-8
-    QString raw_json;              ///< see GetRawJsonStr()
+    std::unordered_map<std::string, std::string> depot_version_list;        ///< depot to installed version, UTF-8
+    std::unordered_map<std::string, std::string> depot_server_version_list; ///< depot to server version, UTF-8
+    QString raw_json;                                                       ///< see GetRawJsonStr()
 
 protected:
     /// \brief Fills the fields of this class from an object; an empty object changes nothing.

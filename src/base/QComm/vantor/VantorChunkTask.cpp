@@ -97,8 +97,7 @@ void VantorChunkTask::NotifyProgressChanged(const QString& guid, std::shared_ptr
         m_running.store(false, std::memory_order_relaxed);
     if (!emitProgress(*resp))
         return;
-    if (resp->action_type == VantorChunkActionNormalDownload ||
-        resp->action_type == VantorChunkActionRepairDownload)
+    if (resp->action_type == VantorChunkActionNormalDownload || resp->action_type == VantorChunkActionRepairDownload)
         guardDiskSpace(guid);
 }
 
@@ -136,8 +135,7 @@ void VantorChunkTask::guardDiskSpace(const QString& guid)
     if (Orvel::Common::DeviceInfo::GetDiskSpaceInfo(folder).first >= kDiskSpaceLimitBytes)
         return;
     QCOMM_LOG(LogLevel::Warning, "VantorChunkTask::NotifyProgressChanged")
-        << logTag() << " disk space less than " << kDiskSpaceLimitText << " mb, need cancel download task "
-        << guid;
+        << logTag() << " disk space less than " << kDiskSpaceLimitText << " mb, need cancel download task " << guid;
     m_diskSpaceCancelled.store(true, std::memory_order_relaxed);
     VantorChunkTaskManager::Instance()->CancelChunkTask(guid);
 }

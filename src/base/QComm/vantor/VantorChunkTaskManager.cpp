@@ -55,8 +55,7 @@ VantorChunkTaskManager::~VantorChunkTaskManager() = default;
 QString VantorChunkTaskManager::StartChunkTask(QSharedPointer<VantorChunkTask> task)
 {
     registry->BeginRegistration();
-    const QString guid =
-        VantorExporter::Instance()->StartChunkTask(task->m_req->ToJsonStr(), task->m_req->guid);
+    const QString guid = VantorExporter::Instance()->StartChunkTask(task->m_req->ToJsonStr(), task->m_req->guid);
     if (registry->FinishRegistration(guid, task)) {
         QMetaObject::invokeMethod(
             this, [this, guid] { registry->Deliver(guid, registry->TakeEarly(guid)); }, Qt::QueuedConnection);

@@ -24,8 +24,7 @@ QThread* hostOnNewThread(QObject* manager, QThread* home)
     auto* thread = new QThread;
     manager->moveToThread(thread);
     QObject::connect(
-        thread, &QThread::finished, manager, [manager, home] { manager->moveToThread(home); },
-        Qt::DirectConnection);
+        thread, &QThread::finished, manager, [manager, home] { manager->moveToThread(home); }, Qt::DirectConnection);
     return thread;
 }
 
@@ -75,9 +74,8 @@ VantorExporter::~VantorExporter()
 
 bool VantorExporter::Init(const QString& path, const QString& config, int logLevel, int logDst)
 {
-    QCOMM_LOG(LogLevel::Info, "VantorExporter::Init")
-        << " [vantor] init, path: " << path << ", config: " << config << ", log level: " << logLevel
-        << ", log dst: " << logDst;
+    QCOMM_LOG(LogLevel::Info, "VantorExporter::Init") << " [vantor] init, path: " << path << ", config: " << config
+                                                      << ", log level: " << logLevel << ", log dst: " << logDst;
     if (!IsValid())
         return false;
 
@@ -99,8 +97,7 @@ void VantorExporter::startGroupThread()
     connect(groupThread, SIGNAL(started()), manager, SLOT(start()));
     connect(this, &VantorExporter::onSingleTaskCallback, manager,
             &VantorGroupDownloadTaskManager::onSingleTaskCallback);
-    connect(this, &VantorExporter::onGroupTaskCallback, manager,
-            &VantorGroupDownloadTaskManager::onGroupTaskCallback);
+    connect(this, &VantorExporter::onGroupTaskCallback, manager, &VantorGroupDownloadTaskManager::onGroupTaskCallback);
     connect(groupThread, &QThread::finished, this, [this] { groupThread = nullptr; });
     groupThread->start(QThread::InheritPriority);
 }
@@ -114,8 +111,7 @@ void VantorExporter::startChunkThread()
     // Intended, as above: neither pair exists on the manager, both attempts are reported and connect nothing.
     connect(chunkThread, SIGNAL(started()), manager, SLOT(start()));
     connect(manager, SIGNAL(complete()), manager, SLOT(quit()));
-    connect(this, &VantorExporter::onChunkTaskCallback, manager,
-            &VantorChunkTaskManager::OnChunkTaskCallback);
+    connect(this, &VantorExporter::onChunkTaskCallback, manager, &VantorChunkTaskManager::OnChunkTaskCallback);
     connect(chunkThread, &QThread::finished, this, [this] { chunkThread = nullptr; });
     chunkThread->start(QThread::InheritPriority);
 }
@@ -136,8 +132,7 @@ QString VantorExporter::SetDownloadList(const QString& downloadList, const QStri
     if (!IsValid())
         return QString();
     // The engine owns the text it returns; it is copied at once.
-    return QString::fromUtf8(
-        handle->setDownloadList(downloadList.toUtf8().constData(), extra.toUtf8().constData()));
+    return QString::fromUtf8(handle->setDownloadList(downloadList.toUtf8().constData(), extra.toUtf8().constData()));
 }
 
 void VantorExporter::Cancel(const QString& guid)
@@ -150,8 +145,7 @@ QString VantorExporter::StartChunkTask(const QString& request, const QString& ex
 {
     if (!IsValid())
         return QString();
-    return QString::fromUtf8(
-        handle->startChunkTask(request.toUtf8().constData(), extra.toUtf8().constData()));
+    return QString::fromUtf8(handle->startChunkTask(request.toUtf8().constData(), extra.toUtf8().constData()));
 }
 
 void VantorExporter::CancelChunkTask(const QString& guid)
@@ -160,8 +154,7 @@ void VantorExporter::CancelChunkTask(const QString& guid)
         handle->cancelChunkTask(guid.toUtf8().constData());
 }
 
-void VantorExporter::SingleTaskCallback(const QString& group_guid, const QString& task_guid,
-                                        const QString& data)
+void VantorExporter::SingleTaskCallback(const QString& group_guid, const QString& task_guid, const QString& data)
 {
     Q_EMIT onSingleTaskCallback(group_guid, task_guid, data);
 }
@@ -181,7 +174,7 @@ void VantorExporter::StateCallback(QString data)
     Q_EMIT onStateCallback(data);
 }
 
-void VantorExporter::LogCallback(int /*severity*/, const QString& /*file*/, int /*line*/,
-                                 int /*message_start*/, const QString& /*message*/)
+void VantorExporter::LogCallback(int /*severity*/, const QString& /*file*/, int /*line*/, int /*message_start*/,
+                                 const QString& /*message*/)
 {
 }

@@ -76,8 +76,7 @@ Q_SIGNALS:
     /// A group changed; `data` is a JSON object with all its files.
     void onGroupTaskCallback(const QString& guid, const QString& data);
     /// Declared for compatibility; never emitted.
-    void onLogCallback(int severity, const QString& file, int line, int message_start,
-                       const QString& message);
+    void onLogCallback(int severity, const QString& file, int line, int message_start, const QString& message);
     /// The engine's state changed.
     void onStateCallback(const QString& data);
     /// A chunk task changed; `data` is a JSON object.

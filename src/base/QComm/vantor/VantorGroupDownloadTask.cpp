@@ -32,8 +32,7 @@ void VantorGroupDownloadTask::Start(std::unique_ptr<VantorGroupDownloadTaskReq> 
     }
     // Set first: the engine may end the group before its guid is back here.
     running.store(true, std::memory_order_relaxed);
-    guid =
-        VantorGroupDownloadTaskManager::Instance()->StartGroupTask(sharedFromThis(), request->downloadList);
+    guid = VantorGroupDownloadTaskManager::Instance()->StartGroupTask(sharedFromThis(), request->downloadList);
 }
 
 void VantorGroupDownloadTask::Cancel()
@@ -56,8 +55,7 @@ void VantorGroupDownloadTask::NotifyGroupTaskInfoChanged(const QString& groupGui
 {
     QCOMM_LOG(model->finished ? LogLevel::Warning : LogLevel::Info,
               "VantorGroupDownloadTask::NotifyGroupTaskInfoChanged")
-        << currentLogTag() << " [vantor] groupGuid: " << groupGuid
-        << ", group info: " << model->raw.toStdString();
+        << currentLogTag() << " [vantor] groupGuid: " << groupGuid << ", group info: " << model->raw.toStdString();
     if (model->finished)
         running.store(false, std::memory_order_relaxed);
     Q_EMIT groupTaskInfo(groupGuid, *model);

@@ -34,8 +34,7 @@ struct QCOMM_EXPORT VantorGroupDownloadTaskReq
 ///
 /// Start() and Cancel() belong to the owner's thread. The signals are emitted on the exporter's group thread,
 /// in the order of the engine's callbacks; connect with a context object, so that delivery is queued.
-class QCOMM_EXPORT VantorGroupDownloadTask : public QObject,
-                                             public QEnableSharedFromThis<VantorGroupDownloadTask>
+class QCOMM_EXPORT VantorGroupDownloadTask : public QObject, public QEnableSharedFromThis<VantorGroupDownloadTask>
 {
     Q_OBJECT
 

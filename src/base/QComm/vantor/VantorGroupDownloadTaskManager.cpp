@@ -84,14 +84,13 @@ QString VantorGroupDownloadTaskManager::StartGroupTask(const QSharedPointer<Vant
     return guid;
 }
 
-QSharedPointer<VantorGroupDownloadTask>
-VantorGroupDownloadTaskManager::FindGroupTask(const QString& guid) const
+QSharedPointer<VantorGroupDownloadTask> VantorGroupDownloadTaskManager::FindGroupTask(const QString& guid) const
 {
     return registry->Find(guid);
 }
 
-void VantorGroupDownloadTaskManager::onSingleTaskCallback(const QString& groupGuid,
-                                                          const QString& singleTaskGuid, const QString& data)
+void VantorGroupDownloadTaskManager::onSingleTaskCallback(const QString& groupGuid, const QString& singleTaskGuid,
+                                                          const QString& data)
 {
     registry->Deliver(groupGuid, registry->Route(groupGuid, {false, singleTaskGuid, data}));
 }

@@ -81,8 +81,7 @@ void onChunkTask(const char* guid, const char* data)
 [[maybe_unused]] void onLog(int severity, const char* file, int line, int messageStart, const char* message)
 {
     if (const Forward exporter; exporter) {
-        exporter->LogCallback(severity, QString::fromUtf8(file), line, messageStart,
-                              QString::fromUtf8(message));
+        exporter->LogCallback(severity, QString::fromUtf8(file), line, messageStart, QString::fromUtf8(message));
     }
 }
 
@@ -115,9 +114,9 @@ VantorHandle::~VantorHandle()
 bool VantorHandle::IsValid() const
 {
     return initEnv.IsValid() && setConfig.IsValid() && setDownloadList.IsValid() && release.IsValid() &&
-           cancel.IsValid() && removeCallback.IsValid() && startChunkTask.IsValid() &&
-           cancelChunkTask.IsValid() && setEngineStateCallback.IsValid() && setSingleTaskCallback.IsValid() &&
-           setGroupTaskCallback.IsValid() && setLogHandler.IsValid() && setChunkTaskCallback.IsValid();
+           cancel.IsValid() && removeCallback.IsValid() && startChunkTask.IsValid() && cancelChunkTask.IsValid() &&
+           setEngineStateCallback.IsValid() && setSingleTaskCallback.IsValid() && setGroupTaskCallback.IsValid() &&
+           setLogHandler.IsValid() && setChunkTaskCallback.IsValid();
 }
 
 void VantorHandle::RegisterCallbacks()

@@ -41,8 +41,7 @@ private:
     using StateCallback = void (*)(const char* data);
     using SingleTaskCallback = void (*)(const char* groupGuid, const char* taskGuid, const char* data);
     using GuidCallback = void (*)(const char* guid, const char* data);
-    using LogHandler = void (*)(int severity, const char* file, int line, int messageStart,
-                                const char* message);
+    using LogHandler = void (*)(int severity, const char* file, int line, int messageStart, const char* message);
 
     // Declared in the order in which they are resolved.
     ProcApi<void(const char*, const char*, int, int)> initEnv;
