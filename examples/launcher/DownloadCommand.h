@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Command.h"
+
+struct DownloadOptions;
+
+/// \brief "launcher download": files of one group through DownloadController, until their end.
+class DownloadCommand : public Command
+{
+public:
+    QString name() const override;
+    QString summary() const override;
+    int run(const QStringList& arguments) override;
+
+private:
+    int download(const DownloadOptions& options);
+    int runSession(const DownloadOptions& options);
+};

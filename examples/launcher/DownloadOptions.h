@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "FileRequest.h"
+
+#include <QString>
+#include <QStringList>
+#include <QVector>
+
+#include <optional>
+
+/// \brief What the user asked "launcher download" for.
+struct DownloadOptions
+{
+    QString folder; ///< absolute path
+    QVector<FileRequest> files;
+    std::optional<qint64> limitKilobytes; ///< KiB per second; 0 for none
+    bool usePcdn = false;
+    QString logPath;         ///< empty for no log
+    QString language;        ///< as --lang takes it
+    int patienceSeconds = 0; ///< how long the engine may be silent
+    bool wantsHelp = false;  ///< nothing else is set then
+
+    /// \brief The text of "launcher download --help".
+    static QString help();
+    /// \brief Reads the arguments and the list file that they may name.
+    /// \return a text for the user; empty when everything is right
+    static QString parse(const QStringList& arguments, DownloadOptions* options);
+};
