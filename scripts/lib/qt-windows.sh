@@ -20,7 +20,7 @@ QT_CONFIGURE=(
 QT_SSL_EDIT='s/-lSecur32/-lsecur32/g; s/-lCrypt32/-lcrypt32/g'
 
 # Compiler calls of a whole build, for the percentage.
-QT_COMPILE_STEPS=1400
+QT_COMPILE_STEPS=1250
 
 qt_configuration_hash() {
     printf '%s\n' "${QT_CONFIGURE[@]}" "$QT_SSL_EDIT" | sha256sum | cut -c1-12
@@ -182,7 +182,6 @@ qt_make() { # WORK LOG
     fi
 }
 
-# What examples and documentation tools would need is not kept: only the libraries, the build tools and the plugins.
 qt_install() { # WORK FOLDER
     local work=$1 folder=$2
     rm -rf "$work/stage"
