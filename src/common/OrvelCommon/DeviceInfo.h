@@ -15,9 +15,8 @@ class ORVELCOMMON_EXPORT DeviceInfo
 public:
     /// \brief Free and total space of the volume that holds a path.
     /// \param path an existing file or folder, UTF-8, native or forward slashes
-    /// \return {free, total} in bytes; free is what the current user may still write. {0, 0} when the volume
-    /// cannot
-    ///         be read, for instance because the path does not exist. May be called on any thread.
+    /// \return {free, total} in bytes; free is what the current user may still write. {0, 0} when the volume cannot
+    /// be read, for instance because the path does not exist. May be called on any thread.
     static std::pair<std::uint64_t, std::uint64_t> GetDiskSpaceInfo(const std::string& path);
 };
 

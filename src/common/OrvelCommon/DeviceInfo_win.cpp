@@ -16,6 +16,21 @@ std::wstring toWide(const std::string& utf8)
     return wide;
 }
 
+/// \brief The folder to ask about: the path itself, or the root of the volume for the path of a file, because the
+/// system answers for folders alone. Empty when there is nothing at the path.
+std::wstring folderFor(const std::wstring& path)
+{
+    const DWORD attributes = GetFileAttributesW(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return {};
+    if (attributes & FILE_ATTRIBUTE_DIRECTORY)
+        return path;
+    std::wstring root(path.size() + MAX_PATH, L'\0');
+    if (!GetVolumePathNameW(path.c_str(), root.data(), static_cast<DWORD>(root.size())))
+        return {};
+    return root.c_str();
+}
+
 } // namespace
 
 DiskSpace ReadDiskSpace(const std::string& path)
@@ -23,9 +38,12 @@ DiskSpace ReadDiskSpace(const std::string& path)
     // An empty path would silently mean the current volume.
     if (path.empty())
         return {0, 0};
+    const std::wstring folder = folderFor(toWide(path));
+    if (folder.empty())
+        return {0, 0};
     ULARGE_INTEGER freeBytes = {};
     ULARGE_INTEGER totalBytes = {};
-    if (!GetDiskFreeSpaceExW(toWide(path).c_str(), &freeBytes, &totalBytes, nullptr))
+    if (!GetDiskFreeSpaceExW(folder.c_str(), &freeBytes, &totalBytes, nullptr))
         return {0, 0};
     return {freeBytes.QuadPart, totalBytes.QuadPart};
 }

@@ -45,8 +45,8 @@ public:
     /// \brief Begins a line.
     /// \param file     path of the source file, as text that outlives the object
     /// \param line     line number in that file, from 1
-    /// \param function qualified function name such as "DownloadManager::SetTask", as text that outlives the
-    /// object \param level    0 to 4
+    /// \param function qualified function name such as "DownloadManager::SetTask", likewise
+    /// \param level    0 to 4
     Logger(const char* file, int line, const char* function, int level);
     ~Logger();
 

@@ -10,15 +10,14 @@
 
 /// \brief A typed key/value report for telemetry, as the signal `downloadReport` carries it.
 ///
-/// A plain value: copies are independent of each other. Reports of the HTTP back-end:
+/// A plain value: copies are independent of each other. Reports of the HTTP back-end, by type:
 ///
-/// | type | when | keys |
-/// |---|---|---|
-/// | 0 | a redirect status is met | "url", "range" (once a download request was made), "statusCode" |
-/// | 1 | status 416 on the download request | "url", "range", "group", "response_header" |
-/// | 2 | a resumed request is issued ("result" 1), or the file is already complete at start ("result" 0) |
-/// "url", "result", "group" | | 3 | the temporary file is flushed at stop | "status" ("start", then
-/// "finish"), "flush_time" (milliseconds as text), "result" ("success" or "fail") |
+/// - 0: a redirect status is met. Keys "url", "range" (once a download request was made), "statusCode".
+/// - 1: status 416 on the download request. Keys "url", "range", "group", "response_header".
+/// - 2: a resumed request is issued ("result" 1), or the file is already complete at start ("result" 0). Keys
+///   "url", "result", "group".
+/// - 3: the temporary file is flushed at stop. Keys "status" ("start", then "finish"), "flush_time"
+///   (milliseconds as text), "result" ("success" or "fail").
 ///
 /// "group" is 1 when sizes are taken from the task description and no header request was forced, else 0.
 class QCOMM_EXPORT DownloadReportData

@@ -2,6 +2,7 @@
 #include "Tool/BytesUnitOperator.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -83,6 +84,24 @@ QString withoutTrailingZeros(const QString& text, int decimals)
     return text.left(dot) + text.right(2);
 }
 
+/// \brief `later` - `earlier`, or the nearest value that 64 bits hold.
+qint64 difference(qint64 later, qint64 earlier)
+{
+    using Limits = std::numeric_limits<qint64>;
+    if (earlier < 0 && later > Limits::max() + earlier)
+        return Limits::max();
+    if (earlier > 0 && later < Limits::min() + earlier)
+        return Limits::min();
+    return later - earlier;
+}
+
+/// \brief A quotient that is not negative, cut to an integer; the largest one when it does not fit.
+qint64 truncated(float quotient)
+{
+    constexpr float kEnd = 9223372036854775808.0f; // 2^63, the first value that does not fit
+    return quotient < kEnd ? static_cast<qint64>(quotient) : std::numeric_limits<qint64>::max();
+}
+
 QString twoDigits(qint32 value)
 {
     return QStringLiteral("%1").arg(value, 2, 10, QLatin1Char('0'));
@@ -134,14 +153,14 @@ void BytesUnitOperator::UpdateCurSpeed(qint64 bytes, qint64 timeStampMs)
         m_speedSamples.removeFirst();
     m_speedSamples.append({bytes, timeStampMs});
 
-    const qint64 grownBytes = m_speedSamples.last().first - m_speedSamples.first().first;
-    const qint64 passedMs = m_speedSamples.last().second - m_speedSamples.first().second;
+    const qint64 grownBytes = difference(m_speedSamples.last().first, m_speedSamples.first().first);
+    const qint64 passedMs = difference(m_speedSamples.last().second, m_speedSamples.first().second);
     if (passedMs < 1 || grownBytes < 1) {
         m_curSpeed = 0;
         return;
     }
     // Intended: single precision, as the figures in deployed launchers are.
-    m_curSpeed = static_cast<qint64>(static_cast<float>(grownBytes) / (static_cast<float>(passedMs) / 1000.0f));
+    m_curSpeed = truncated(static_cast<float>(grownBytes) / (static_cast<float>(passedMs) / 1000.0f));
 }
 
 QString BytesUnitOperator::GetCurSpeedString(qint64 bytes, qint64 timeStampMs)
@@ -160,7 +179,7 @@ QString BytesUnitOperator::GetNeedTimeString(qint64 doneBytes, qint64 totalBytes
 {
     if (m_curSpeed <= 0)
         return kZeroTime;
-    const qint64 leftBytes = std::max<qint64>(totalBytes - doneBytes, 0);
+    const qint64 leftBytes = std::max<qint64>(difference(totalBytes, doneBytes), 0);
     // Intended: the count is cut to 32 bits, and one that turns negative by that reads as the longest time.
     const auto seconds = static_cast<qint32>(leftBytes / m_curSpeed);
     if (static_cast<quint32>(seconds) > kLongestSeconds)

@@ -18,14 +18,19 @@ void IntervalOperator::SetInterval(qint64 ms)
 void IntervalOperator::Reset()
 {
     m_timeCost = 0;
-    m_lastTimeStamp = QDateTime::currentMSecsSinceEpoch();
+    m_lastTimeStamp = CurrentTimeMs();
 }
 
 bool IntervalOperator::IsTimeout()
 {
-    m_timeCost = QDateTime::currentMSecsSinceEpoch() - m_lastTimeStamp;
+    m_timeCost = CurrentTimeMs() - m_lastTimeStamp;
     if (m_timeCost < m_interval)
         return false;
-    m_lastTimeStamp = QDateTime::currentMSecsSinceEpoch();
+    m_lastTimeStamp = CurrentTimeMs();
     return true;
+}
+
+qint64 IntervalOperator::CurrentTimeMs() const
+{
+    return QDateTime::currentMSecsSinceEpoch();
 }

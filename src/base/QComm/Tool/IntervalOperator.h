@@ -29,6 +29,10 @@ public:
     /// \brief What the last IsTimeout() measured; 0 after SetInterval() and Reset().
     qint64 GetTimeCost() const { return m_timeCost; }
 
+protected:
+    /// \brief The clock: milliseconds since the epoch. Overridden by tests that have a clock of their own.
+    virtual qint64 CurrentTimeMs() const;
+
 private:
     qint64 m_interval = 100;
     qint64 m_lastTimeStamp = 0;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "vantor/GroupTaskModel.h"
 
+#include "vantor/JsonFields.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonParseError>
@@ -56,7 +58,7 @@ void GroupTaskModel::Parse(const QByteArray& json)
         const QJsonObject object = file.toObject();
         // Each file keeps the text of its own object, read from the object itself: parsing that text once
         // more would give the same and cost as much again.
-        const QByteArray text = QJsonDocument(object).toJson(QJsonDocument::Compact);
+        const QByteArray text = JsonFields::CompactText(object);
         SingleTaskModel item;
         item.ReadFile(object, text);
         if (failed && item.completed && !error.valid && item.status == kFailed)

@@ -48,15 +48,15 @@ void readDepots(const QJsonValue& value, std::unordered_map<std::string, std::st
 
 void readDepotItem(const QJsonObject& object, VantorChunkDepotItem& item)
 {
-    item.depot_guid = object.value(QLatin1String("depot_guid")).toString();
-    item.status = object.value(QLatin1String("status")).toString();
-    item.error_code = object.value(QLatin1String("error_code")).toInt(0);
-    item.completed = object.value(QLatin1String("completed")).toBool(false);
+    item.depot_guid = JsonFields::Text(object, QLatin1String("depot_guid"));
+    item.status = JsonFields::Text(object, QLatin1String("status"));
+    item.error_code = JsonFields::Int32(object, QLatin1String("error_code"));
+    item.completed = JsonFields::Bool(object, QLatin1String("completed"));
 }
 
 QString compactText(const QJsonValue& value)
 {
-    return QString::fromUtf8(QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact));
+    return QString::fromUtf8(JsonFields::CompactText(value.toObject()));
 }
 
 } // namespace

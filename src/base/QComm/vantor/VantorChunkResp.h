@@ -25,9 +25,8 @@ class QJsonObject;
 struct QCOMM_EXPORT VantorChunkResp
 {
     /// \brief Makes the record that fits the text's "action".
-    /// \return null for text that is not JSON, for an empty object, for JSON that is not an object and for an
-    /// unknown
-    ///         or missing action
+    /// \return null for text that is not JSON, for an empty object, for JSON that is not an object and for an unknown
+    /// or missing action
     static std::unique_ptr<VantorChunkResp> FromJsonStr(const QString& json);
 
     VantorChunkResp();
