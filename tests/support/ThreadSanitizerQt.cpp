@@ -76,6 +76,28 @@ QMetaType::Constructor noting(QMetaType::Constructor original)
     return constructors[index];
 }
 
+/// A function to be invoked, and the note that it has been: whoever waits for it goes on after that.
+class NotedCall : public QtPrivate::QSlotObjectBase
+{
+public:
+    explicit NotedCall(QtPrivate::QSlotObjectBase* noted) : QSlotObjectBase(&NotedCall::run), m_noted(noted) {}
+
+private:
+    static void run(int what, QSlotObjectBase* self, QObject* receiver, void** arguments, bool* /*equal*/)
+    {
+        auto* const call = static_cast<NotedCall*>(self);
+        if (what == Call) {
+            call->m_noted->call(receiver, arguments);
+            __tsan_release(&eventQueues);
+        } else if (what == Destroy) {
+            call->m_noted->destroyIfLastRef();
+            delete call;
+        }
+    }
+
+    QtPrivate::QSlotObjectBase* const m_noted;
+};
+
 } // namespace
 
 void QMutex::lock() QT_MUTEX_LOCK_NOEXCEPT
@@ -114,8 +136,12 @@ bool QMetaObject::invokeMethodImpl(QObject* object, QtPrivate::QSlotObjectBase* 
 {
     static auto* const original = qtsOwn<bool(QObject*, QtPrivate::QSlotObjectBase*, Qt::ConnectionType, void*)>(
         "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseEN2Qt14ConnectionTypeEPv");
+    auto* const call = new NotedCall(slot);
     __tsan_release(&eventQueues);
-    return original(object, slot, type, result);
+    const bool done = original(object, call, type, result);
+    if (type == Qt::BlockingQueuedConnection)
+        __tsan_acquire(&eventQueues);
+    return done;
 }
 
 void QCoreApplication::postEvent(QObject* receiver, QEvent* event, int priority)
