@@ -121,8 +121,8 @@ qt_configure() { # WORK FOLDER
 }
 
 # Reads make's output; says module and share of the work done, on a terminal in place, elsewhere line by line.
-qt_show_progress() {
-    local line count=0 percent shown=-1 module='' started=$SECONDS
+qt_show_progress() { # COMPILED_BEFORE
+    local line count=$1 percent shown=-1 module='' started=$SECONDS
     while IFS= read -r line; do
         if [[ $line =~ Entering\ directory\ \'.*/build/src/([^\']*) ]]; then
             module=${BASH_REMATCH[1]}
@@ -170,10 +170,11 @@ qt_stage() { # TEXT LOG COMMAND...
 }
 
 qt_make() { # WORK LOG
-    local work=$1 log=$2 status
+    local work=$1 log=$2 compiled status
+    compiled=$(find "$work/build" -name '*.o' | wc -l)
     say "Qt for Windows: compiling with $(job_count) jobs"
     set +e
-    make -C "$work/build" -j"$(job_count)" 2>&1 | tee -a "$log" | qt_show_progress
+    make -C "$work/build" -j"$(job_count)" 2>&1 | tee -a "$log" | qt_show_progress "$compiled"
     status=("${PIPESTATUS[@]}")
     set -e
     if ((status[0] != 0)); then
