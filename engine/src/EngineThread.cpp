@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include "EngineThread.h"
+
+#include "Engine.h"
+#include "EngineCore.h"
+#include "ExitHook.h"
+
+#include <QCoreApplication>
+
+#include <utility>
+
+namespace VantorEngine {
+
+namespace {
+
+/// Qt delivers no events in a process without an application object. A host that is no Qt program has none.
+void ensureApplication()
+{
+    static int argumentCount = 1;
+    static char name[] = "vantor";
+    static char* arguments[] = {name, nullptr};
+    if (QCoreApplication::instance() == nullptr) {
+        new QCoreApplication(argumentCount, arguments); // stays until the process is gone
+    }
+}
+
+} // namespace
+
+EngineThread::EngineThread(CallbackTable& callbacks, Log& log, Settings& settings)
+    : m_callbacks(callbacks), m_log(log), m_settings(settings)
+{
+}
+
+void EngineThread::start()
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_worker != nullptr) {
+        return;
+    }
+    m_worker = new Worker(*this);
+    m_worker->setObjectName(QStringLiteral("vantor"));
+    m_worker->start();
+}
+
+void EngineThread::post(Task task)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_tasks.push_back(std::move(task));
+    wake();
+}
+
+void EngineThread::postIfRunning(Task task)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_worker != nullptr) {
+        m_tasks.push_back(std::move(task));
+        wake();
+    }
+}
+
+void EngineThread::wake()
+{
+    if (m_core != nullptr && !m_awake) {
+        m_awake = true;
+        QMetaObject::invokeMethod(
+            m_core, [this] { runTasks(); }, Qt::QueuedConnection);
+    }
+}
+
+void EngineThread::runTasks()
+{
+    std::deque<Task> tasks;
+    EngineCore* core = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_awake = false;
+        tasks.swap(m_tasks);
+        core = m_core;
+    }
+    for (const Task& task : tasks) {
+        task(*core);
+    }
+}
+
+void EngineThread::attach(EngineCore* core)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_core = core;
+    m_awake = false;
+    if (core != nullptr && !m_tasks.empty()) {
+        wake();
+    }
+}
+
+void EngineThread::Worker::run()
+{
+    ensureApplication();
+    EngineCore core(m_owner.m_callbacks, m_owner.m_log, m_owner.m_settings);
+    qAddPostRoutine(stopEngineThread);
+    callAtExit(stopEngineThread);
+    m_owner.attach(&core);
+    exec();
+    m_owner.attach(nullptr);
+}
+
+void EngineThread::stop()
+{
+    Worker* worker = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        worker = std::exchange(m_worker, nullptr);
+        m_tasks.clear();
+    }
+    if (worker == nullptr) {
+        return;
+    }
+    worker->quit();
+    // A host may end the process from inside a callback, where the thread cannot be waited for.
+    if (QThread::currentThread() != worker && worker->wait(kStopTimeoutMs)) {
+        delete worker;
+    }
+}
+
+void stopEngineThread()
+{
+    Engine::instance().stop();
+}
+
+} // namespace VantorEngine

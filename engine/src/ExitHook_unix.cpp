@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+#include "ExitHook.h"
+
+#include <cstdlib>
+
+namespace VantorEngine {
+
+void callAtExit(void (*stop)())
+{
+    std::atexit(stop);
+}
+
+} // namespace VantorEngine

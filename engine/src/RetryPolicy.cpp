@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#include "RetryPolicy.h"
+
+#include "Settings.h"
+
+#include <QNetworkReply>
+
+#include <algorithm>
+
+namespace VantorEngine {
+
+namespace {
+
+constexpr int kMostDoublings = 20;
+
+} // namespace
+
+bool isTransientStatus(int status)
+{
+    switch (status) {
+    case 408:
+    case 425:
+    case 429:
+        return true;
+    case 501:
+    case 505:
+        return false;
+    default:
+        return status >= 500;
+    }
+}
+
+bool isTransientNetworkError(int error)
+{
+    switch (error) {
+    case QNetworkReply::TooManyRedirectsError:
+    case QNetworkReply::InsecureRedirectError:
+    case QNetworkReply::ProxyAuthenticationRequiredError:
+    case QNetworkReply::ProtocolUnknownError:
+    case QNetworkReply::ProtocolInvalidOperationError:
+        return false;
+    default:
+        return true;
+    }
+}
+
+RetryPolicy::RetryPolicy(const Settings& settings) : m_settings(settings)
+{
+}
+
+int RetryPolicy::nextDelay(qint64 bytesOnDisk)
+{
+    if (bytesOnDisk >= m_mostBytes + kProgressBytes) {
+        m_mostBytes = bytesOnDisk;
+        m_failuresInRow = 0;
+    }
+    if (m_failuresInRow >= m_settings.retryLimit) {
+        return -1;
+    }
+    const int doublings = std::min(m_failuresInRow, kMostDoublings);
+    ++m_failuresInRow;
+    const qint64 delay = static_cast<qint64>(m_settings.retryDelayMs) << doublings;
+    return static_cast<int>(std::min<qint64>(delay, m_settings.retryDelayCapMs));
+}
+
+} // namespace VantorEngine
