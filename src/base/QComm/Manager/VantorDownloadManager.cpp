@@ -14,6 +14,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMetaEnum>
+#include <QPointer>
 
 #include <algorithm>
 #include <limits>
@@ -49,9 +50,9 @@ VantorDownloadManager::VantorDownloadManager(QObject* parent, const QString& man
       // Children, so that they follow the manager to another thread.
       speedTimer(this),
       speedMeter(this),
-      speedInterval(this)
+      speedInterval(std::make_unique<IntervalOperator>(this))
 {
-    speedInterval.SetInterval(speedSampleIntervalMs);
+    speedInterval->SetInterval(speedSampleIntervalMs);
     connect(&speedTimer, &QTimer::timeout, this, &VantorDownloadManager::OnTimeoutToCalcDownloadSpeed);
 }
 
@@ -71,14 +72,19 @@ int VantorDownloadManager::SetTask(const QVector<DownloadTaskModel>& models, Dow
         groupModels.insert(groupId, models);
 
     urlPathMap.clear();
-    downloadList = GetDownloadListFromDownloadModels(models);
+    const int id = groupId;
+    const QPointer<VantorDownloadManager> self(this);
+    const QString list = GetDownloadListFromDownloadModels(models);
+    if (!self)
+        return id;
+    downloadList = list;
     if (downloadList.isEmpty()) {
         QCOMM_LOG(LogLevel::Error, "VantorDownloadManager::SetTask") << logTag << "SetTask-SetDownloadList is empty";
         Q_ASSERT_X(!downloadList.isEmpty(), "VantorDownloadManager::SetTask", "SetTask-SetDownloadList");
     }
     QCOMM_LOG(LogLevel::Info, "VantorDownloadManager::SetTask")
-        << logTag << "[vantor] set task, groupId: " << groupId << ", downloadList: " << downloadList;
-    return groupId;
+        << logTag << "[vantor] set task, groupId: " << id << ", downloadList: " << downloadList;
+    return id;
 }
 
 void VantorDownloadManager::StartDownloadTask(int newGroupId, const QVector<DownloadTaskModel>& models,
@@ -96,7 +102,7 @@ void VantorDownloadManager::StartDownloadTask(int newGroupId, const QVector<Down
 
     run = Run();
     speedMeter.Clear();
-    speedInterval.Reset();
+    speedInterval->Reset();
     StartStatAvgDownloadSpeed();
 
     const auto known = groupModels.constFind(newGroupId);
@@ -107,7 +113,13 @@ void VantorDownloadManager::StartDownloadTask(int newGroupId, const QVector<Down
     }
 
     groupId = newGroupId;
-    downloadList = GetDownloadListFromDownloadModels(models);
+    const QPointer<VantorDownloadManager> self(this);
+    const int number = runNumber;
+    const QString list = GetDownloadListFromDownloadModels(models);
+    // A handler of totalSize may have deleted the manager or started another run, which then is the current one.
+    if (!self || runNumber != number)
+        return;
+    downloadList = list;
     if (downloadList.isEmpty()) {
         QCOMM_LOG(LogLevel::Error, "VantorDownloadManager::StartDownloadTask")
             << logTag << "SetTask-StartDownloadTask is empty";
@@ -181,8 +193,11 @@ QString VantorDownloadManager::GetDownloadListFromDownloadModels(const QVector<D
     if (models.isEmpty())
         return QString();
 
+    // A handler of totalSize may replace the list that `models` refers to, or delete the manager.
+    const QVector<DownloadTaskModel> files = models;
+    const QPointer<VantorDownloadManager> self(this);
     QJsonArray items;
-    for (const DownloadTaskModel& model : models) {
+    for (const DownloadTaskModel& model : files) {
         const QString url = urlText(model);
         const QString fileName = model.GetFileName();
         QJsonObject item{
@@ -205,6 +220,8 @@ QString VantorDownloadManager::GetDownloadListFromDownloadModels(const QVector<D
 
         urlPathMap.insert(url, model.path + QLatin1Char('/') + fileName);
         Q_EMIT totalSize(url, model.size);
+        if (!self)
+            return QString();
     }
 
     QJsonObject list{
@@ -277,6 +294,13 @@ void VantorDownloadManager::StartStatAvgDownloadSpeed()
     speedTimer.setSingleShot(false);
     speedTimer.setInterval(static_cast<int>(speedSampleIntervalMs));
     speedTimer.start();
+}
+
+void VantorDownloadManager::SetSpeedInterval(std::unique_ptr<IntervalOperator> interval)
+{
+    speedInterval = std::move(interval);
+    speedInterval->setParent(this);
+    speedInterval->SetInterval(speedSampleIntervalMs);
 }
 
 void VantorDownloadManager::StopStatAvgDownloadSpeed()

@@ -18,6 +18,8 @@
 #include <QTimer>
 #include <QVector>
 
+#include <memory>
+
 class VantorExporter;
 class VantorGroupDownloadTask;
 
@@ -163,6 +165,10 @@ public Q_SLOTS:
     /// \brief Takes the current speed into the average; once per second while a run lasts.
     void OnTimeoutToCalcDownloadSpeed();
 
+protected:
+    /// \brief Replaces what paces the speed reports. For tests that have a clock of their own.
+    void SetSpeedInterval(std::unique_ptr<IntervalOperator> interval);
+
 private:
     /// \brief What is known about a run; all of it starts afresh with the next.
     struct Run
@@ -239,5 +245,5 @@ private:
     int runNumber = 0; // changes whenever a run starts or ends
     QTimer speedTimer;
     BytesUnitOperator speedMeter;
-    IntervalOperator speedInterval;
+    std::unique_ptr<IntervalOperator> speedInterval; // never null
 };

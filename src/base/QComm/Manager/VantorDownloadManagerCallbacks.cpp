@@ -64,9 +64,11 @@ int errorBase(const SingleTaskErrorModel& model)
     }
 }
 
+/// \brief The library's code; one that does not fit stays at the limit.
 int fileErrorCode(const SingleTaskErrorModel& model)
 {
-    return errorBase(model) + model.error_code;
+    const qint64 code = qint64(errorBase(model)) + model.error_code;
+    return static_cast<int>(std::min<qint64>(code, std::numeric_limits<int>::max()));
 }
 
 int groupErrorCode(const SingleTaskErrorModel& model)
@@ -328,10 +330,10 @@ void VantorDownloadManager::emitDownloadProgress(const Sums& sums, qint64 doneBy
 void VantorDownloadManager::reportSpeed(const Sums& sums, qint64 doneBytes)
 {
     if (speedMeter.IsEmpty())
-        speedMeter.UpdateCurSpeed(doneBytes, speedInterval.GetLastTimeStamp());
-    if (!speedInterval.IsTimeout())
+        speedMeter.UpdateCurSpeed(doneBytes, speedInterval->GetLastTimeStamp());
+    if (!speedInterval->IsTimeout())
         return;
-    const QString speedText = speedMeter.GetCurSpeedString(doneBytes, speedInterval.GetLastTimeStamp());
+    const QString speedText = speedMeter.GetCurSpeedString(doneBytes, speedInterval->GetLastTimeStamp());
     const QString timeText = speedMeter.GetNeedTimeString(doneBytes, toSigned(sums.totalBytes));
     const qint64 measuredSpeed = speedMeter.GetCurSpeed();
     run.currentSpeed = toSigned(sums.engineSpeed);
@@ -407,8 +409,7 @@ void VantorDownloadManager::onParseSingleTaskCallback(const QString& groupGuidOf
     TaskInfo info = taskInfoOf(model, fileErrorCode(model));
     if (run.diskLow) {
         QCOMM_LOG(LogLevel::Warning, "VantorDownloadManager::onParseSingleTaskCallback")
-            << logTag << " [vantor] disk space less than " << kDiskSpaceLimitText << " mb, inner cancelled "
-            << task_guid;
+            << logTag << " [vantor] disk space less than " << kDiskSpaceLimitText << " mb, inner cancelled ";
         info.SetErrorCode(kDiskSpaceErrorCode);
         info.SetErrorString(QLatin1String(kDiskSpaceErrorText));
     } else {
@@ -434,7 +435,7 @@ TaskInfo VantorDownloadManager::taskInfoOf(const SingleTaskErrorModel& model, in
     info.SetIP(model.remote_address);
     info.SetGroupId(groupId);
     info.SetResponseHeader(model.http_header);
-    info.SetRetryTimes(std::max(model.current_retry_times - 1, 0));
+    info.SetRetryTimes(std::max(model.current_retry_times, 1) - 1);
     return info;
 }
 
@@ -442,7 +443,7 @@ TaskInfo VantorDownloadManager::taskInfoOf(const SingleTaskErrorModel& model, in
 void VantorDownloadManager::failForGood(const TaskInfo& info)
 {
     run.errorList.append(info);
-    if (run.forbiddenCancelRequested)
+    if (run.forbiddenCancelRequested || run.diskCancelRequested)
         return;
     run.forbiddenCancelRequested = true;
     QCOMM_LOG(LogLevel::Warning, "VantorDownloadManager::onParseSingleTaskCallback")

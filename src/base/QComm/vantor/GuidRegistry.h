@@ -55,7 +55,7 @@ public:
     }
 
     /// \brief What a callback leads to: the task under its guid with all callbacks that it is due now, oldest
-    /// first.
+    /// first. No callbacks without a task.
     struct Delivery
     {
         TaskPointer task;
@@ -79,7 +79,12 @@ public:
     Delivery TakeEarly(const QString& guid)
     {
         const QMutexLocker locker(&m_mutex);
-        return {m_tasks.value(guid), m_early.take(guid)};
+        // The task may have ended meanwhile, by a callback that came with the early ones. What was put aside after
+        // that is late, not early.
+        Delivery delivery{m_tasks.value(guid), m_early.take(guid)};
+        if (!delivery.task)
+            delivery.callbacks.clear();
+        return delivery;
     }
 
     /// \brief Forgets a guid.
@@ -88,6 +93,16 @@ public:
         TaskPointer removed; // dies after the mutex is free: it may be the last reference
         const QMutexLocker locker(&m_mutex);
         removed = m_tasks.take(guid);
+    }
+
+    /// \brief Forgets a guid that still belongs to `task`; one that the engine has given to another task since
+    /// then stays.
+    void RemoveOf(const QString& guid, const TaskPointer& task)
+    {
+        const QMutexLocker locker(&m_mutex);
+        const auto it = m_tasks.find(guid);
+        if (it != m_tasks.end() && *it == task)
+            m_tasks.erase(it); // not the last reference: the caller holds one
     }
 
 private:

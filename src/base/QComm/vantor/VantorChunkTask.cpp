@@ -41,6 +41,8 @@ VantorChunkTask::~VantorChunkTask()
 
 void VantorChunkTask::Start(std::unique_ptr<VantorChunkReq> req)
 {
+    if (!req)
+        return;
     m_req = std::move(req);
     {
         const QMutexLocker locker(&m_mutex);

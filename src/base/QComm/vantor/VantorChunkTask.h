@@ -44,7 +44,7 @@ public:
     static QSharedPointer<VantorChunkTask> MakeChunkTask();
     ~VantorChunkTask() override;
 
-    /// \brief Sends the request to the engine, replacing that of an earlier run.
+    /// \brief Sends the request to the engine, replacing that of an earlier run. A null request is ignored.
     void Start(std::unique_ptr<VantorChunkReq> req);
     /// \brief Asks the engine to cancel; the outcome arrives with the completed response.
     void Cancel();

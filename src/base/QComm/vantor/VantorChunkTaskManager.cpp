@@ -22,7 +22,8 @@ std::unique_ptr<VantorChunkTaskManager> instance;
 
 struct VantorChunkTaskManager::Registry : GuidRegistry<VantorChunkTask, QString>
 {
-    /// \brief Reads the answers and hands them to the task; forgets the task after the last one.
+    /// \brief Reads the answers and hands them to the task; forgets the task after the last one, and drops what comes
+    /// after that.
     void Deliver(const QString& guid, const Delivery& delivery)
     {
         for (const QString& info : delivery.callbacks) {
@@ -31,8 +32,9 @@ struct VantorChunkTaskManager::Registry : GuidRegistry<VantorChunkTask, QString>
                 continue;
             delivery.task->NotifyProgressChanged(guid, resp);
             if (resp->completed) {
-                Remove(guid);
+                RemoveOf(guid, delivery.task);
                 delivery.task->NofityFinished(guid, resp);
+                return;
             }
         }
     }
@@ -54,6 +56,8 @@ VantorChunkTaskManager::~VantorChunkTaskManager() = default;
 
 QString VantorChunkTaskManager::StartChunkTask(QSharedPointer<VantorChunkTask> task)
 {
+    if (!task || !task->m_req)
+        return QString();
     registry->BeginRegistration();
     const QString guid = VantorExporter::Instance()->StartChunkTask(task->m_req->ToJsonStr(), task->m_req->guid);
     if (registry->FinishRegistration(guid, task)) {

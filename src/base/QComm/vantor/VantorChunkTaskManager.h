@@ -30,7 +30,8 @@ public:
     /// VantorChunkTask::Start().
     ///
     /// Answers that the engine gives before it has returned the guid are delivered too.
-    /// \return the engine's guid of the task; empty without an engine (and registered like any other)
+    /// \return the engine's guid of the task; empty without an engine (and registered like any other). A task
+    /// without a request is neither sent nor registered.
     QString StartChunkTask(QSharedPointer<VantorChunkTask> task);
     /// \brief Asks the engine to cancel a registered task; a guid that is not registered is logged. Any
     /// thread.

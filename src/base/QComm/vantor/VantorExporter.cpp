@@ -28,6 +28,19 @@ QThread* hostOnNewThread(QObject* manager, QThread* home)
     return thread;
 }
 
+/// \brief Whether there is no thread, or one that has ended and whose end has not been told yet.
+bool hasEnded(const QThread* thread)
+{
+    return !thread || thread->isFinished();
+}
+
+/// \brief Takes in the end of `ended`, unless a later Init() has put another thread in its place.
+void forget(QThread*& thread, const QThread* ended)
+{
+    if (thread == ended)
+        thread = nullptr;
+}
+
 void stopAndWait(QThread* thread)
 {
     if (!thread)
@@ -89,7 +102,7 @@ bool VantorExporter::Init(const QString& path, const QString& config, int logLev
 void VantorExporter::startGroupThread()
 {
     auto* manager = VantorGroupDownloadTaskManager::Instance();
-    if (!groupThread)
+    if (hasEnded(groupThread))
         groupThread = hostOnNewThread(manager, QThread::currentThread());
 
     // Intended: the manager has no such slot. Deployed launchers expect the attempt, which Qt reports at run
@@ -98,21 +111,21 @@ void VantorExporter::startGroupThread()
     connect(this, &VantorExporter::onSingleTaskCallback, manager,
             &VantorGroupDownloadTaskManager::onSingleTaskCallback);
     connect(this, &VantorExporter::onGroupTaskCallback, manager, &VantorGroupDownloadTaskManager::onGroupTaskCallback);
-    connect(groupThread, &QThread::finished, this, [this] { groupThread = nullptr; });
+    connect(groupThread, &QThread::finished, this, [this, thread = groupThread] { forget(groupThread, thread); });
     groupThread->start(QThread::InheritPriority);
 }
 
 void VantorExporter::startChunkThread()
 {
     auto* manager = VantorChunkTaskManager::Instance();
-    if (!chunkThread)
+    if (hasEnded(chunkThread))
         chunkThread = hostOnNewThread(manager, QThread::currentThread());
 
     // Intended, as above: neither pair exists on the manager, both attempts are reported and connect nothing.
     connect(chunkThread, SIGNAL(started()), manager, SLOT(start()));
     connect(manager, SIGNAL(complete()), manager, SLOT(quit()));
     connect(this, &VantorExporter::onChunkTaskCallback, manager, &VantorChunkTaskManager::OnChunkTaskCallback);
-    connect(chunkThread, &QThread::finished, this, [this] { chunkThread = nullptr; });
+    connect(chunkThread, &QThread::finished, this, [this, thread = chunkThread] { forget(chunkThread, thread); });
     chunkThread->start(QThread::InheritPriority);
 }
 

@@ -23,6 +23,8 @@ VantorGroupDownloadTask::~VantorGroupDownloadTask()
 
 void VantorGroupDownloadTask::Start(std::unique_ptr<VantorGroupDownloadTaskReq> req)
 {
+    if (!req)
+        return;
     fileValues.clear();
     runValue.clear();
     request = std::move(req);

@@ -44,7 +44,7 @@ public:
     ~VantorGroupDownloadTask() override;
 
     /// \brief Submits a download list, dropping the request of an earlier run. Without an engine the guid is
-    /// empty and nothing is ever reported.
+    /// empty and nothing is ever reported. A null request is ignored.
     void Start(std::unique_ptr<VantorGroupDownloadTaskReq> req);
     /// \brief Asks the engine to cancel the group; does nothing once the group has ended.
     void Cancel();

@@ -29,14 +29,15 @@ std::unique_ptr<VantorGroupDownloadTaskManager> instance;
 
 struct VantorGroupDownloadTaskManager::Registry : GuidRegistry<VantorGroupDownloadTask, Callback>
 {
-    /// \brief Parses the callbacks and hands them to the task; forgets the group when it has ended.
+    /// \brief Parses the callbacks and hands them to the task; forgets the group when it has ended, and drops
+    /// what comes after that.
     void Deliver(const QString& guid, const Delivery& delivery)
     {
         for (const Callback& callback : delivery.callbacks) {
-            if (callback.ofGroup)
-                deliverGroup(*delivery.task, guid, callback);
-            else
+            if (!callback.ofGroup)
                 deliverFile(*delivery.task, guid, callback);
+            else if (deliverGroup(delivery.task, guid, callback))
+                return;
         }
     }
 
@@ -48,14 +49,16 @@ private:
         task.NofitySingleTaskInfoChanged(guid, callback.fileGuid, std::move(model));
     }
 
-    void deliverGroup(VantorGroupDownloadTask& task, const QString& guid, const Callback& callback)
+    /// \return whether the group has ended
+    bool deliverGroup(const TaskPointer& task, const QString& guid, const Callback& callback)
     {
         auto model = std::make_unique<GroupTaskModel>();
         model->Parse(callback.data.toUtf8());
         const bool finished = model->finished;
-        task.NotifyGroupTaskInfoChanged(guid, std::move(model));
+        task->NotifyGroupTaskInfoChanged(guid, std::move(model));
         if (finished)
-            Remove(guid);
+            RemoveOf(guid, task);
+        return finished;
     }
 };
 
