@@ -55,6 +55,8 @@ void useTools()
     check(interval.IsTimeout(), "IntervalOperator");
     check(BytesUnitOperator::GetZeroNeedTimeString() == QStringLiteral("00:00:00"), "BytesUnitOperator");
     check(Orvel::Common::DeviceInfo::GetDiskSpaceInfo(".").second > 0, "DeviceInfo");
+    check(MD5CheckWorker().GetMd5(QStringLiteral("no such file")).isEmpty(), "MD5CheckWorker");
+    check(!PcInfo::osArch().isEmpty(), "PcInfo");
     Orvel::Common::Logger("consumer.cpp", 1, "useTools", 0).stream() << "a line";
 }
 
@@ -83,11 +85,16 @@ void useDownloader()
     VantorDownloadManager backEnd(nullptr, QStringLiteral("back-end"));
     check(backEnd.id() == NetlibControl::kNetlibTypeVantor, "VantorDownloadManager");
 
+    DownloadManager http(nullptr, QStringLiteral("http"));
+    check(http.id() == NetlibControl::kNetlibTypeQT, "DownloadManager");
+    check(DownloadGroupTask().GetDoneBytes() == 0, "DownloadGroupTask");
+
     const QTemporaryDir folder;
     DownloadTaskModel model;
     model.Init(QStringLiteral("http://127.0.0.1/dir/a%20b.zip"), folder.path(), QString(), QString(), 123);
     check(model.GetFileName() == QStringLiteral("a b.zip"), "DownloadTaskModel");
 
+    check(DownloadTask(model).GetStatus() == DownloadTask::Stopped, "DownloadTask");
     DownloadController controller(nullptr, QStringLiteral("main"));
     int sizes = 0;
     QObject::connect(&controller, &DownloadController::totalSize, &controller,
