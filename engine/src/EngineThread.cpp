@@ -4,6 +4,7 @@
 #include "Engine.h"
 #include "EngineCore.h"
 #include "ExitHook.h"
+#include "Waker.h"
 
 #include <QCoreApplication>
 
@@ -60,34 +61,31 @@ void EngineThread::postIfRunning(Task task)
 
 void EngineThread::wake()
 {
-    if (m_core != nullptr && !m_awake) {
+    if (m_waker != nullptr && !m_awake) {
         m_awake = true;
-        QMetaObject::invokeMethod(
-            m_core, [this] { runTasks(); }, Qt::QueuedConnection);
+        m_waker->wake();
     }
 }
 
-void EngineThread::runTasks()
+void EngineThread::runTasks(EngineCore& core)
 {
     std::deque<Task> tasks;
-    EngineCore* core = nullptr;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_awake = false;
         tasks.swap(m_tasks);
-        core = m_core;
     }
     for (const Task& task : tasks) {
-        task(*core);
+        task(core);
     }
 }
 
-void EngineThread::attach(EngineCore* core)
+void EngineThread::attach(Waker* waker)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_core = core;
+    m_waker = waker;
     m_awake = false;
-    if (core != nullptr && !m_tasks.empty()) {
+    if (!m_tasks.empty()) {
         wake();
     }
 }
@@ -96,9 +94,10 @@ void EngineThread::Worker::run()
 {
     ensureApplication();
     EngineCore core(m_owner.m_callbacks, m_owner.m_log, m_owner.m_settings);
+    Waker waker([this, &core] { m_owner.runTasks(core); });
     qAddPostRoutine(stopEngineThread);
     callAtExit(stopEngineThread);
-    m_owner.attach(&core);
+    m_owner.attach(&waker);
     exec();
     m_owner.attach(nullptr);
 }

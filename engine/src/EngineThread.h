@@ -12,6 +12,7 @@ namespace VantorEngine {
 class CallbackTable;
 class EngineCore;
 class Log;
+class Waker;
 struct Settings;
 
 /// The thread the engine runs on, and the way there from other threads.
@@ -47,9 +48,9 @@ private:
         EngineThread& m_owner;
     };
 
-    void runTasks();
+    void runTasks(EngineCore& core);
     void wake();
-    void attach(EngineCore* core);
+    void attach(Waker* waker);
 
     CallbackTable& m_callbacks;
     Log& m_log;
@@ -57,8 +58,8 @@ private:
     std::mutex m_mutex;
     std::deque<Task> m_tasks;
     Worker* m_worker = nullptr;
-    EngineCore* m_core = nullptr; ///< while its event loop can run tasks
-    bool m_awake = false;         ///< runTasks is queued
+    Waker* m_waker = nullptr; ///< while the thread's event loop can run tasks
+    bool m_awake = false;     ///< runTasks will be called
 };
 
 /// Stops the process's engine thread, if there is one.

@@ -3,30 +3,13 @@
 
 #include <QCryptographicHash>
 #include <QFile>
-#include <QRunnable>
-#include <QThread>
 
 #include <algorithm>
 
 namespace VantorEngine {
 
-namespace {
-
-class Runnable : public QRunnable
+Hasher::Hasher() : m_waker([this] { deliverResults(); })
 {
-public:
-    explicit Runnable(std::function<void()> work) : m_work(std::move(work)) {}
-    void run() override { m_work(); }
-
-private:
-    std::function<void()> m_work;
-};
-
-} // namespace
-
-Hasher::Hasher()
-{
-    m_pool.setMaxThreadCount(std::clamp(QThread::idealThreadCount(), 1, kMostThreads));
 }
 
 Hasher::~Hasher()
@@ -34,7 +17,15 @@ Hasher::~Hasher()
     for (const Job& job : std::as_const(m_jobs)) {
         job.ticket->cancelled = true;
     }
-    m_pool.waitForDone();
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_ending = true;
+        m_orders.clear();
+    }
+    m_changed.notify_all();
+    for (std::thread& thread : m_threads) {
+        thread.join();
+    }
 }
 
 Hasher::Id Hasher::start(const QString& path, Callback callback)
@@ -42,13 +33,44 @@ Hasher::Id Hasher::start(const QString& path, Callback callback)
     const Id id = ++m_lastId;
     auto ticket = std::make_shared<Ticket>();
     m_jobs.insert(id, {ticket, std::move(callback)});
-    // The hasher outlives its pool, so the pool's threads may name it as the receiver.
-    m_pool.start(new Runnable([this, id, path, ticket] {
-        const HashResult result = hash(path, *ticket);
-        QMetaObject::invokeMethod(
-            this, [this, id, result] { deliver(id, result); }, Qt::QueuedConnection);
-    }));
+    bool anyIdle = false;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_orders.push_back({id, path, ticket});
+        anyIdle = m_idleThreads >= m_orders.size();
+    }
+    if (!anyIdle) {
+        addThread();
+    }
+    m_changed.notify_one();
     return id;
+}
+
+void Hasher::addThread()
+{
+    if (m_threads.size() < std::clamp(std::thread::hardware_concurrency(), 1U, kMostThreads)) {
+        m_threads.emplace_back([this] { work(); });
+    }
+}
+
+void Hasher::work()
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    while (true) {
+        ++m_idleThreads;
+        m_changed.wait(lock, [this] { return m_ending || !m_orders.empty(); });
+        --m_idleThreads;
+        if (m_ending) {
+            return;
+        }
+        const Order order = std::move(m_orders.front());
+        m_orders.pop_front();
+        lock.unlock();
+        HashResult result = hash(order.path, *order.ticket);
+        lock.lock();
+        m_results.emplace_back(order.id, std::move(result));
+        m_waker.wake();
+    }
 }
 
 void Hasher::cancel(Id id)
@@ -96,11 +118,18 @@ HashResult Hasher::hash(const QString& path, Ticket& ticket)
     return {HashResult::Outcome::Done, digest.result().toHex(), {}};
 }
 
-void Hasher::deliver(Id id, const HashResult& result)
+void Hasher::deliverResults()
 {
-    const Job job = m_jobs.take(id);
-    if (job.callback) {
-        job.callback(result);
+    std::vector<std::pair<Id, HashResult>> results;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        results.swap(m_results);
+    }
+    for (const auto& [id, result] : results) {
+        const Job job = m_jobs.take(id);
+        if (job.callback) {
+            job.callback(result);
+        }
     }
 }
 

@@ -1,15 +1,22 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Waker.h"
+
 #include <QByteArray>
 #include <QHash>
 #include <QObject>
 #include <QString>
-#include <QThreadPool>
 
 #include <atomic>
+#include <condition_variable>
+#include <deque>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
 
 namespace VantorEngine {
 
@@ -44,7 +51,7 @@ public:
     qint64 processed(Id id) const;
 
     static constexpr int kSliceBytes = 256 * 1024;
-    static constexpr int kMostThreads = 4;
+    static constexpr unsigned kMostThreads = 4;
 
 private:
     struct Ticket
@@ -58,12 +65,29 @@ private:
         Callback callback;
     };
 
-    static HashResult hash(const QString& path, Ticket& ticket);
-    void deliver(Id id, const HashResult& result);
+    struct Order
+    {
+        Id id = 0;
+        QString path;
+        std::shared_ptr<Ticket> ticket;
+    };
 
-    QThreadPool m_pool;
+    static HashResult hash(const QString& path, Ticket& ticket);
+    void addThread();
+    void work();
+    void deliverResults();
+
     QHash<Id, Job> m_jobs;
     Id m_lastId = 0;
+    Waker m_waker;
+    std::vector<std::thread> m_threads;
+
+    std::mutex m_mutex; ///< guards what follows
+    std::condition_variable m_changed;
+    std::deque<Order> m_orders;
+    std::vector<std::pair<Id, HashResult>> m_results; ///< to be delivered
+    std::size_t m_idleThreads = 0;
+    bool m_ending = false;
 };
 
 } // namespace VantorEngine

@@ -24,7 +24,7 @@ public:
     /// \return milliseconds until the next attempt, -1: no more.
     int nextDelay(qint64 bytesOnDisk);
 
-    static constexpr qint64 kProgressBytes = 64 * 1024;
+    static constexpr qint64 kProgressBytes = qint64(64) * 1024;
 
 private:
     const Settings& m_settings;

@@ -51,10 +51,10 @@ public:
     void stop();
     bool isRunning() const { return !m_reply.isNull(); }
 
-    static constexpr qint64 kReadBufferBytes = 512 * 1024;
+    static constexpr qint64 kReadBufferBytes = qint64(512) * 1024;
     static constexpr int kSliceBytes = 256 * 1024;
     static constexpr int kMostRedirects = 10;
-    static constexpr qint64 kErrorPageBytes = 256 * 1024; ///< more of it is not read
+    static constexpr qint64 kErrorPageBytes = qint64(256) * 1024; ///< more of it is not read
 
 private:
     void bandwidthAvailable() override;
