@@ -225,7 +225,7 @@ void DownloadManager::onError(const TaskInfo& info)
     Q_EMIT error(copy);
 }
 
-void DownloadManager::onLimitSpeedChanged(qint64 newLimit)
+void DownloadManager::onLimitSpeedChanged(qint64 limit)
 {
-    SetSpeedLimit(newLimit);
+    SetSpeedLimit(limit);
 }

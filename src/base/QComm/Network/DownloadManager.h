@@ -63,6 +63,7 @@ public Q_SLOTS:
     void onDataWritten(qint64 bytes);
     void onGetTotalSize(const QString& url, qint64 size);
     void onError(const TaskInfo& info);
+    // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): a field has the name, too
     void onLimitSpeedChanged(qint64 speedLimit);
 
 protected:

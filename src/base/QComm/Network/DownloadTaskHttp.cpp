@@ -357,7 +357,7 @@ void DownloadTask::TakeRangeRefused(const QString& message)
     }
     // The header tells whether the file is complete already. If it is not, or does not tell, the transfer is tried
     // again, so that nobody waits for a request that has ended.
-    rangeRefusal.reset(new RangeRefusal{message, netError, evidence.ip});
+    rangeRefusal = std::make_unique<RangeRefusal>(RangeRefusal{message, netError, evidence.ip});
     RequestHeader();
     timeoutTimer.start(ResponseTimeoutMs());
 }
@@ -400,11 +400,10 @@ void DownloadTask::onHeaderReponse()
     const ReplyScope scope(this);
     QCOMM_LOG(LogLevel::Trace, "DownloadTask::onHeaderReponse") << "Header response, file: " << model.GetFileName();
     const int statusCode = HttpAnswer::Status(*headerReply);
-    if (headerReply->error() != QNetworkReply::NoError)
-        FailHeader(statusCode);
-    else if (HttpAnswer::IsRedirect(statusCode))
+    const bool answered = headerReply->error() == QNetworkReply::NoError;
+    if (answered && HttpAnswer::IsRedirect(statusCode))
         FollowHeaderRedirect(statusCode);
-    else if (HttpAnswer::HasContent(statusCode))
+    else if (answered && HttpAnswer::HasContent(statusCode))
         TakeHeader();
     else
         FailHeader(statusCode);

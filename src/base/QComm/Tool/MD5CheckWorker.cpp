@@ -39,7 +39,7 @@ QString MD5CheckWorker::GetMd5(const QString& path)
         return QString();
 
     QCryptographicHash hash(QCryptographicHash::Md5);
-    std::array<char, kReadBytes> buffer;
+    std::array<char, kReadBytes> buffer{};
     while (running.load(std::memory_order_relaxed)) {
         const qint64 count = file.read(buffer.data(), kReadBytes);
         if (count < 0)

@@ -37,7 +37,7 @@ GroupTaskModel::~GroupTaskModel() = default;
 
 void GroupTaskModel::Parse(const QByteArray& json)
 {
-    QJsonParseError parseError;
+    QJsonParseError parseError{};
     const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
     if (parseError.error != QJsonParseError::NoError)
         return;

@@ -34,7 +34,7 @@ SingleTaskErrorModel::~SingleTaskErrorModel() = default;
 
 void SingleTaskErrorModel::Parse(const QByteArray& json)
 {
-    QJsonParseError error;
+    QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error == QJsonParseError::NoError)
         ReadFileError(document.object(), json);

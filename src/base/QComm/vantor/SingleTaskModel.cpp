@@ -34,7 +34,7 @@ SingleTaskModel::~SingleTaskModel() = default;
 
 void SingleTaskModel::Parse(const QByteArray& json)
 {
-    QJsonParseError error;
+    QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error == QJsonParseError::NoError)
         ReadFile(document.object(), json);

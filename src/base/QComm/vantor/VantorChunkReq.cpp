@@ -10,7 +10,7 @@
 
 void VantorChunkReq::FromJsonStr(const QString& json)
 {
-    QJsonParseError error;
+    QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(json.toUtf8(), &error);
     if (error.error != QJsonParseError::NoError)
         return;

@@ -70,7 +70,7 @@ VantorChunkResp::~VantorChunkResp() = default;
 
 std::unique_ptr<VantorChunkResp> VantorChunkResp::FromJsonStr(const QString& json)
 {
-    QJsonParseError error;
+    QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(json.toUtf8(), &error);
     if (error.error != QJsonParseError::NoError)
         return nullptr;

@@ -20,7 +20,7 @@ std::optional<Map> parse(const QString& guid, const QString& data, const char* c
 {
     if (guid.isEmpty() || data.isEmpty())
         return std::nullopt;
-    QJsonParseError error;
+    QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(data.toUtf8(), &error);
     if (error.error != QJsonParseError::NoError) {
         qCDebug(lcVantorEngine) << complaint;

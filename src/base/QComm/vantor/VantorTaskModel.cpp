@@ -19,7 +19,7 @@ VantorTaskModel::~VantorTaskModel() = default;
 
 void VantorTaskModel::Parse(const QByteArray& json)
 {
-    QJsonParseError error;
+    QJsonParseError error{};
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error == QJsonParseError::NoError)
         ReadTask(document.object(), json);
