@@ -77,7 +77,7 @@ void EngineClient::setHook(std::function<void(const Event&)> hook)
 QVector<EngineClient::Event> EngineClient::events() const
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    return m_events;
+    return QVector<Event>(m_events.cbegin(), m_events.cend());
 }
 
 QVector<EngineClient::Event> EngineClient::events(Event::Kind kind, const QString& guid) const
@@ -171,7 +171,7 @@ void EngineClient::record(Event event)
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         event.atMs = m_clock.elapsed();
-        m_events.append(event);
+        m_events.push_back(event);
         hook = m_hook;
     }
     if (hook) {

@@ -12,6 +12,7 @@
 
 #include <functional>
 #include <mutex>
+#include <vector>
 
 /// The engine module, loaded at run time, with its thirteen functions and a record of all its callbacks.
 /// One per process, because the callbacks have no context argument. The record may be read from any thread.
@@ -91,7 +92,7 @@ private:
 
     QString m_error;
     mutable std::mutex m_mutex;
-    QVector<Event> m_events;
+    std::vector<Event> m_events; ///< not shared with the copies handed out
     std::function<void(const Event&)> m_hook;
     QElapsedTimer m_clock;
 };

@@ -1,17 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include "ScriptedHttpServer.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QEvent>
 #include <QHash>
 #include <QQueue>
 #include <QSslSocket>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QThread>
 #include <QTimer>
 
 #include <algorithm>
+#include <condition_variable>
 #include <limits>
 #include <mutex>
+#include <vector>
 
 #ifdef Q_OS_WIN
 #include <winsock2.h>
@@ -262,28 +267,36 @@ private:
     QTimer m_pace;
 };
 
+/// The server itself, on its own thread. Orders from other threads are flags under the lock and an event that says so.
 class ScriptedHttpServerCore : public QTcpServer
 {
 public:
     HttpResponse answerTo(const HttpRequest& request);
-    void dropConnections();
+    /// Has every connection reset, and with \a stopListening further ones refused; returns when it is done.
+    void order(bool stopListening);
 
     std::mutex mutex; ///< guards what follows
     QHash<QByteArray, QQueue<HttpResponse>> once;
     QHash<QByteArray, ScriptedHttpServer::Handler> handlers;
-    QVector<HttpRequest> requests;
+    std::vector<HttpRequest> requests;
     int open = 0;
     int most = 0;
-    quint16 port = 0;
+    int ordered = 0; ///< orders given, and how many were carried out
+    int done = 0;
+    bool stopOrdered = false;
+    std::condition_variable orderDone;
 
     QSslCertificate certificate; ///< null: plain HTTP
     QSslKey key;
 
 protected:
     void incomingConnection(qintptr descriptor) override;
+    bool event(QEvent* event) override;
 
 private:
     QTcpSocket* makeSocket();
+    void carryOutOrders();
+    void dropConnections();
 
     QVector<ScriptedHttpConnection*> m_connections;
     int m_accepted = 0;
@@ -461,7 +474,7 @@ HttpResponse ScriptedHttpServerCore::answerTo(const HttpRequest& request)
     ScriptedHttpServer::Handler handler;
     {
         const std::lock_guard<std::mutex> lock(mutex);
-        requests.append(request);
+        requests.push_back(request);
         const auto scripted = once.find(request.path());
         if (scripted != once.end() && !scripted->isEmpty()) {
             return scripted->dequeue();
@@ -469,6 +482,42 @@ HttpResponse ScriptedHttpServerCore::answerTo(const HttpRequest& request)
         handler = handlers.value(request.path());
     }
     return handler ? handler(request) : HttpResponse::withStatus(404, "not scripted\n");
+}
+
+void ScriptedHttpServerCore::order(bool stopListening)
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    stopOrdered = stopOrdered || stopListening;
+    const int mine = ++ordered;
+    QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+    orderDone.wait(lock, [this, mine] { return done >= mine; });
+}
+
+bool ScriptedHttpServerCore::event(QEvent* event)
+{
+    if (event->type() != QEvent::User) {
+        return QTcpServer::event(event);
+    }
+    carryOutOrders();
+    return true;
+}
+
+void ScriptedHttpServerCore::carryOutOrders()
+{
+    bool stop = false;
+    int upTo = 0;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        stop = stopOrdered;
+        upTo = ordered;
+    }
+    if (stop) {
+        close();
+    }
+    dropConnections();
+    const std::lock_guard<std::mutex> lock(mutex);
+    done = upTo;
+    orderDone.notify_all();
 }
 
 void ScriptedHttpServerCore::dropConnections()
@@ -510,43 +559,71 @@ void ScriptedHttpServerCore::incomingConnection(qintptr descriptor)
     }
 }
 
-ScriptedHttpServer::ScriptedHttpServer() : m_core(new ScriptedHttpServerCore)
+/// Makes, runs and destroys the core.
+class ScriptedHttpServer::Thread : public QThread
 {
-    run();
+public:
+    Thread(const QSslCertificate& certificate, const QSslKey& key) : m_certificate(certificate), m_key(key)
+    {
+        start();
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_ready.wait(lock, [this] { return m_core != nullptr; });
+    }
+    ~Thread() override
+    {
+        m_core->order(true);
+        quit();
+        wait();
+    }
+    Q_DISABLE_COPY(Thread)
+
+    ScriptedHttpServerCore& core() { return *m_core; }
+    quint16 port() const { return m_port; }
+
+protected:
+    void run() override
+    {
+        ScriptedHttpServerCore core;
+        core.certificate = m_certificate;
+        core.key = m_key;
+        core.listen(QHostAddress::LocalHost);
+        {
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_port = core.serverPort();
+            m_core = &core;
+            m_ready.notify_all();
+        }
+        exec();
+    }
+
+private:
+    const QSslCertificate m_certificate;
+    const QSslKey m_key;
+    std::mutex m_mutex;
+    std::condition_variable m_ready;
+    ScriptedHttpServerCore* m_core = nullptr;
+    quint16 m_port = 0;
+};
+
+ScriptedHttpServer::ScriptedHttpServer() : m_thread(std::make_unique<Thread>(QSslCertificate(), QSslKey()))
+{
 }
 
 ScriptedHttpServer::ScriptedHttpServer(const QSslCertificate& certificate, const QSslKey& key)
-    : m_core(new ScriptedHttpServerCore), m_tls(true)
+    : m_thread(std::make_unique<Thread>(certificate, key)), m_tls(true)
 {
-    m_core->certificate = certificate;
-    m_core->key = key;
-    run();
 }
 
-void ScriptedHttpServer::run()
-{
-    m_core->moveToThread(&m_thread);
-    QObject::connect(&m_thread, &QThread::finished, m_core, &QObject::deleteLater);
-    m_thread.start();
-    QMetaObject::invokeMethod(
-        m_core,
-        [this] {
-            m_core->listen(QHostAddress::LocalHost);
-            m_core->port = m_core->serverPort();
-        },
-        Qt::BlockingQueuedConnection);
-}
+ScriptedHttpServer::~ScriptedHttpServer() = default;
 
-ScriptedHttpServer::~ScriptedHttpServer()
+ScriptedHttpServerCore& ScriptedHttpServer::core() const
 {
-    stop();
-    m_thread.quit();
-    m_thread.wait();
+    return m_thread->core();
 }
 
 quint16 ScriptedHttpServer::port() const
 {
-    return m_core->port;
+    return m_thread->port();
 }
 
 QString ScriptedHttpServer::urlText(const QByteArray& target) const
@@ -564,14 +641,14 @@ QUrl ScriptedHttpServer::url(const QByteArray& target) const
 
 void ScriptedHttpServer::once(const QByteArray& path, const HttpResponse& response)
 {
-    const std::lock_guard<std::mutex> lock(m_core->mutex);
-    m_core->once[path].enqueue(response);
+    const std::lock_guard<std::mutex> lock(core().mutex);
+    core().once[path].enqueue(response);
 }
 
 void ScriptedHttpServer::on(const QByteArray& path, Handler handler)
 {
-    const std::lock_guard<std::mutex> lock(m_core->mutex);
-    m_core->handlers.insert(path, std::move(handler));
+    const std::lock_guard<std::mutex> lock(core().mutex);
+    core().handlers.insert(path, std::move(handler));
 }
 
 void ScriptedHttpServer::always(const QByteArray& path, const HttpResponse& response)
@@ -586,12 +663,12 @@ void ScriptedHttpServer::serve(const QByteArray& path, const QByteArray& content
 
 QVector<HttpRequest> ScriptedHttpServer::requests(const QByteArray& path) const
 {
-    const std::lock_guard<std::mutex> lock(m_core->mutex);
+    const std::lock_guard<std::mutex> lock(core().mutex);
     if (path.isEmpty()) {
-        return m_core->requests;
+        return QVector<HttpRequest>(core().requests.cbegin(), core().requests.cend());
     }
     QVector<HttpRequest> matching;
-    std::copy_if(m_core->requests.cbegin(), m_core->requests.cend(), std::back_inserter(matching),
+    std::copy_if(core().requests.cbegin(), core().requests.cend(), std::back_inserter(matching),
                  [&path](const HttpRequest& request) { return request.path() == path; });
     return matching;
 }
@@ -603,35 +680,28 @@ int ScriptedHttpServer::requestCount(const QByteArray& path) const
 
 void ScriptedHttpServer::clearRequests()
 {
-    const std::lock_guard<std::mutex> lock(m_core->mutex);
-    m_core->requests.clear();
+    const std::lock_guard<std::mutex> lock(core().mutex);
+    core().requests.clear();
 }
 
 int ScriptedHttpServer::openConnections() const
 {
-    const std::lock_guard<std::mutex> lock(m_core->mutex);
-    return m_core->open;
+    const std::lock_guard<std::mutex> lock(core().mutex);
+    return core().open;
 }
 
 int ScriptedHttpServer::mostConnections() const
 {
-    const std::lock_guard<std::mutex> lock(m_core->mutex);
-    return m_core->most;
+    const std::lock_guard<std::mutex> lock(core().mutex);
+    return core().most;
 }
 
 void ScriptedHttpServer::dropConnections()
 {
-    QMetaObject::invokeMethod(
-        m_core, [this] { m_core->dropConnections(); }, Qt::BlockingQueuedConnection);
+    core().order(false);
 }
 
 void ScriptedHttpServer::stop()
 {
-    QMetaObject::invokeMethod(
-        m_core,
-        [this] {
-            m_core->close();
-            m_core->dropConnections();
-        },
-        Qt::BlockingQueuedConnection);
+    core().order(true);
 }

@@ -6,11 +6,11 @@
 #include <QSslCertificate>
 #include <QSslKey>
 #include <QString>
-#include <QThread>
 #include <QUrl>
 #include <QVector>
 
 #include <functional>
+#include <memory>
 
 class ScriptedHttpServerCore;
 
@@ -148,9 +148,10 @@ public:
     void stop();
 
 private:
-    void run();
+    class Thread;
 
-    QThread m_thread;
-    ScriptedHttpServerCore* m_core; ///< lives on the thread, deleted with it
+    ScriptedHttpServerCore& core() const;
+
+    std::unique_ptr<Thread> m_thread; ///< has the core
     bool m_tls = false;
 };

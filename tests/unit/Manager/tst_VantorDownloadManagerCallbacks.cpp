@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The answer side of the engine back-end: what follows from each callback of the engine.
+#include "ClockedManager.h"
 #include "DownloadEvents.h"
 #include "EngineDouble.h"
 #include "EngineTexts.h"
 #include "LogCapture.h"
-#include "Manager/VantorDownloadManager.h"
 #include "OrvelCommon/Testing.h"
 
 #include <QDir>
@@ -61,28 +61,6 @@ QJsonObject failedFile(const QString& guid, bool completed, const char* errorKey
     return File(guid, QStringLiteral("Failed"),
                 {{QStringLiteral("completed"), completed}, {QLatin1String(errorKey), detail}});
 }
-
-/// \brief The throttle of the speed reports, on a clock that the test moves.
-class HandInterval : public IntervalOperator
-{
-public:
-    explicit HandInterval(const qint64& nowMs) : now(nowMs) {}
-
-protected:
-    qint64 CurrentTimeMs() const override { return now; }
-
-private:
-    const qint64& now;
-};
-
-class ClockedManager : public VantorDownloadManager
-{
-public:
-    explicit ClockedManager(const qint64& nowMs) : VantorDownloadManager(nullptr, QStringLiteral("net"))
-    {
-        SetSpeedInterval(std::make_unique<HandInterval>(nowMs));
-    }
-};
 
 } // namespace
 

@@ -19,6 +19,7 @@
 #include <atomic>
 #include <limits>
 #include <memory>
+#include <thread>
 #include <utility>
 
 using EngineTexts::Chunk;
@@ -175,6 +176,8 @@ private Q_SLOTS:
     void startsAgainFromTheFinishedSignal();
     void thousandTasks();
     void cancelRacesWithCompletion();
+    void readersRaceWithAnswers_data();
+    void readersRaceWithAnswers();
     void ownerDropsTasksWhileTheyAreNotified();
 
 private:
@@ -866,6 +869,57 @@ void tst_VantorChunkTask::cancelRacesWithCompletion()
     const int asked = engine->TakeCallLines().filter(QStringLiteral("CancelChunkTask(")).size();
     const int refused = log->texts(kWarning).filter(QStringLiteral("[chunk] is task cancelled?")).size();
     QCOMPARE(asked + refused, kTasks);
+}
+
+void tst_VantorChunkTask::readersRaceWithAnswers_data()
+{
+    QTest::addColumn<int>("reader");
+    QTest::newRow("GetLastResp") << 0;
+    QTest::newRow("SetLogTag") << 1;
+    QTest::newRow("IsRunning") << 2;
+    QTest::newRow("FindChunkTask") << 3;
+}
+
+// One thread does nothing but this one thing, so that nothing else orders it against the chunk thread.
+void tst_VantorChunkTask::readersRaceWithAnswers()
+{
+    QFETCH(int, reader);
+    constexpr int kRuns = 100;
+    const Task task = VantorChunkTask::MakeChunkTask();
+    std::atomic<bool> stop{false};
+    std::atomic<int> rounds{0};
+    std::atomic<int> hits{0}; // keeps the reads from being optimised away
+    std::thread racer([&] {
+        const QString guid = QStringLiteral("read 50");
+        int found = 0;
+        while (!stop.load(std::memory_order_relaxed)) {
+            rounds.fetch_add(1, std::memory_order_relaxed);
+            if (reader == 0)
+                found += task->GetLastResp() ? 1 : 0;
+            else if (reader == 1)
+                task->SetLogTag("a tag that is too long to be stored in the object itself");
+            else if (reader == 2)
+                found += task->IsRunning() ? 1 : 0;
+            else
+                found += registry()->FindChunkTask(guid) ? 1 : 0;
+        }
+        hits.store(found, std::memory_order_relaxed);
+    });
+    for (int i = 0; i < kRuns; ++i) {
+        const QString guid = QStringLiteral("read %1").arg(i);
+        engine->NextChunkGuid(guid);
+        task->Start(request(VantorChunkActionFetchSize));
+        engine->FireChunk(guid, Chunk(QStringLiteral("fetch_size"), QStringLiteral("Running"), false));
+        engine->FireChunk(guid, Chunk(QStringLiteral("fetch_size"), QStringLiteral("Success"), true));
+    }
+    settle();
+    while (rounds.load(std::memory_order_relaxed) == 0)
+        QThread::yieldCurrentThread();
+    stop.store(true, std::memory_order_relaxed);
+    racer.join();
+    QVERIFY(hits.load(std::memory_order_relaxed) >= 0);
+    QCOMPARE(task->GetLastResp()->status, QStringLiteral("Success"));
+    QVERIFY(!task->IsRunning());
 }
 
 void tst_VantorChunkTask::ownerDropsTasksWhileTheyAreNotified()

@@ -9,6 +9,7 @@
 #include "vantor/VantorGroupDownloadTaskManager.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QMetaMethod>
 #include <QPointer>
 #include <QSemaphore>
@@ -73,6 +74,7 @@ private Q_SLOTS:
     void destructorStopsTheThreads();
     void destructorLeavesTheHandleToTheEventLoop();
     void destructorDropsCallbacks();
+    void destructorWaitsForCallbacks();
     void diesWithCallbacksInFlight();
 
 private:
@@ -393,6 +395,34 @@ void tst_VantorExporter::destructorDropsCallbacks()
     QCOMPARE(infos, 0);
     QCOMPARE(log.texts(), QStringList());
     QCOMPARE(messages.Texts(QtDebugMsg), QStringList());
+}
+
+void tst_VantorExporter::destructorWaitsForCallbacks()
+{
+    createExporter();
+    QVERIFY(exporter->Init(QString(), QString(), 0, 0));
+    threads << groupThread() << chunkThread();
+    // The callback stays in the exporter long enough for the destructor to be over before it, if that did not wait.
+    QSemaphore entered;
+    std::atomic<bool> destroyed{false};
+    std::atomic<bool> diedInside{false};
+    connect(
+        exporter.get(), &VantorExporter::onStateCallback, this,
+        [&] {
+            entered.release();
+            const QDeadlineTimer deadline(300);
+            while (!destroyed.load() && !deadline.hasExpired())
+                QThread::yieldCurrentThread();
+            diedInside = destroyed.load();
+        },
+        Qt::DirectConnection);
+    connect(exporter.get(), &QObject::destroyed, this, [&destroyed] { destroyed = true; });
+    engine->FireState("{}");
+    entered.acquire();
+    exporter.reset();
+    QVERIFY(destroyed);
+    engine->Flush();
+    QVERIFY(!diedInside);
 }
 
 void tst_VantorExporter::diesWithCallbacksInFlight()

@@ -17,6 +17,8 @@
 
 #include <atomic>
 #include <memory>
+#include <thread>
+#include <vector>
 
 using EngineTexts::File;
 using EngineTexts::Group;
@@ -124,6 +126,8 @@ private Q_SLOTS:
     void callbacksFromSeveralThreads();
     void ownerDropsTasksWhileTheyAreNotified();
     void startsFromSeveralThreads();
+    void readersRaceWithCallbacks_data();
+    void readersRaceWithCallbacks();
 
 private:
     Task started(const QString& guid, const QString& id = QStringLiteral("net"));
@@ -541,9 +545,9 @@ void tst_VantorGroupDownloadTask::startsFromSeveralThreads()
     constexpr int kThreads = 4;
     constexpr int kTasks = 50;
     std::atomic<int> reported{0};
-    std::vector<std::unique_ptr<QThread>> threads;
+    std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back(QThread::create([this, t, &reported] {
+        threads.emplace_back([this, t, &reported] {
             for (int i = 0; i < kTasks; ++i) {
                 const Task task = VantorGroupDownloadTask::MakeGroupDownloadTask();
                 connect(
@@ -552,13 +556,55 @@ void tst_VantorGroupDownloadTask::startsFromSeveralThreads()
                 task->Start(request());
                 engine->FireGroup(task->GetGuid(), ended(task->GetGuid()), t);
             }
-        }));
-        threads.back()->start();
+        });
     }
-    for (const auto& thread : threads)
-        QVERIFY(thread->wait());
+    for (std::thread& thread : threads)
+        thread.join();
     settle();
     QCOMPARE(reported.load(), kThreads * kTasks);
+}
+
+void tst_VantorGroupDownloadTask::readersRaceWithCallbacks_data()
+{
+    QTest::addColumn<int>("reader");
+    QTest::newRow("FindGroupTask") << 0;
+    QTest::newRow("IsRunning") << 1;
+}
+
+// One thread does nothing but this one thing, so that nothing else orders it against the group thread.
+void tst_VantorGroupDownloadTask::readersRaceWithCallbacks()
+{
+    QFETCH(int, reader);
+    std::atomic<bool> stop{false};
+    std::atomic<int> rounds{0};
+    Task task = started(QStringLiteral("read 0"));
+    std::atomic<int> hits{0}; // keeps the reads from being optimised away
+    std::thread racer([&stop, &rounds, &hits, reader, task] {
+        const QString guid = QStringLiteral("read 50");
+        int found = 0;
+        while (!stop.load(std::memory_order_relaxed)) {
+            rounds.fetch_add(1, std::memory_order_relaxed);
+            if (reader == 0)
+                found += registry()->FindGroupTask(guid) ? 1 : 0;
+            else
+                found += task->IsRunning() ? 1 : 0;
+        }
+        hits.store(found, std::memory_order_relaxed);
+    });
+    for (int i = 0; i < 100; ++i) {
+        const QString guid = QStringLiteral("read %1").arg(i);
+        engine->NextGroupGuid(guid);
+        task->Start(request());
+        engine->FireGroup(guid, pending(guid));
+        engine->FireGroup(guid, ended(guid));
+    }
+    settle();
+    while (rounds.load(std::memory_order_relaxed) == 0)
+        QThread::yieldCurrentThread();
+    stop.store(true, std::memory_order_relaxed);
+    racer.join();
+    QVERIFY(hits.load(std::memory_order_relaxed) >= 0);
+    QVERIFY(!task->IsRunning());
 }
 
 QTEST_GUILESS_MAIN(tst_VantorGroupDownloadTask)
