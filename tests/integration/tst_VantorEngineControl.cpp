@@ -308,11 +308,11 @@ void tst_VantorEngineControl::transfersSeveralFilesAtOnce()
     QTRY_COMPARE(m_server->requestCount(), limit);
     QTRY_VERIFY(engine().events(Kind::Group, guid).size() > 20); // time enough for one too many
     QCOMPARE(m_server->requestCount(), limit);
+    QCOMPARE(m_server->mostConnections(), limit);
     stall = false;
     m_server->dropConnections();
     TRY_END(guid, "Success");
     TRY_END(other, "Success");
-    QVERIFY(m_server->mostConnections() <= limit + 1); // one may be ending while its successor begins
 }
 
 void tst_VantorEngineControl::letsGroupsTakeTurns()
