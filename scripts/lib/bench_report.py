@@ -21,7 +21,7 @@ def main():
     times = medians(sys.argv[1])
     row = "{:<18} {:>8} {:>11} {:>14} {:>22}"
     print(row.format("operation", "files", "ms", "us per file", "times one JSON parse"))
-    for (name, files), ms in times.items():
+    for (name, files), ms in sorted(times.items()):
         base = times.get(("jsonParse", files))
         ratio = f"{ms / base:.2f}" if base and name in ("groupParse", "groupCallback") else "-"
         print(row.format(name, files, f"{ms:.3f}", f"{1000 * ms / files:.3f}", ratio))
