@@ -38,6 +38,7 @@ void EngineThread::start()
     if (m_worker != nullptr) {
         return;
     }
+    keepModuleLoaded();
     m_worker = new Worker(*this);
     m_worker->setObjectName(QStringLiteral("vantor"));
     m_worker->start();

@@ -8,4 +8,7 @@ namespace VantorEngine {
 /// threads are gone by then.
 void callAtExit(void (*stop)());
 
+/// Keeps the module in the process whatever its host does: its thread may be running. On Unix the linker sees to it.
+void keepModuleLoaded();
+
 } // namespace VantorEngine

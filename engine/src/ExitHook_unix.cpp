@@ -10,4 +10,8 @@ void callAtExit(void (*stop)())
     std::atexit(stop);
 }
 
+void keepModuleLoaded()
+{
+}
+
 } // namespace VantorEngine
