@@ -15,14 +15,14 @@ namespace VantorEngine {
 
 namespace {
 
-QString problemOf(const FileSpec& spec)
+QString problemOf(const FileSpec& wanted)
 {
-    return spec.climbsOut ? QStringLiteral("the relative path leaves the root path") : nameProblem(spec.name);
+    return wanted.climbsOut ? QStringLiteral("the relative path leaves the root path") : nameProblem(wanted.name);
 }
 
-QString destinationOf(const FileSpec& spec, const QString& problem)
+QString destinationOf(const FileSpec& wanted, const QString& problem)
 {
-    return problem.isEmpty() ? QFileInfo(spec.directory + spec.name).absoluteFilePath() : QString();
+    return problem.isEmpty() ? QFileInfo(wanted.directory + wanted.name).absoluteFilePath() : QString();
 }
 
 bool isFetchable(const QUrl& url)
@@ -34,8 +34,8 @@ bool isFetchable(const QUrl& url)
 
 } // namespace
 
-FileJob::FileJob(FileSpec spec, const QString& groupGuid, EngineServices& services, FileJobListener& listener)
-    : m_spec(std::move(spec)),
+FileJob::FileJob(FileSpec wanted, const QString& groupGuid, EngineServices& services, FileJobListener& listener)
+    : m_spec(std::move(wanted)),
       m_services(services),
       m_listener(listener),
       m_nameProblem(problemOf(m_spec)),

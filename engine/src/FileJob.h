@@ -48,7 +48,7 @@ class FileJob : public QObject, private TransferSink
 {
     Q_OBJECT
 public:
-    FileJob(FileSpec spec, const QString& groupGuid, EngineServices& services, FileJobListener& listener);
+    FileJob(FileSpec wanted, const QString& groupGuid, EngineServices& services, FileJobListener& listener);
     ~FileJob() override;
 
     /// Starts, or goes on after a wait. The caller has a slot for it and, the first time, the path claimed.

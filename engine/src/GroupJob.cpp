@@ -13,8 +13,8 @@ GroupJob::GroupJob(const QByteArray& guid, const DownloadList& list, EngineServi
 {
     m_files.reserve(m_open);
     const QString guidText = QString::fromLatin1(guid);
-    for (const FileSpec& spec : list.files) {
-        m_files.push_back(std::make_unique<FileJob>(spec, guidText, services, static_cast<FileJobListener&>(*this)));
+    for (const FileSpec& wanted : list.files) {
+        m_files.push_back(std::make_unique<FileJob>(wanted, guidText, services, static_cast<FileJobListener&>(*this)));
         m_pathKeys.insert(m_files.back()->pathKey());
     }
     m_tick.setSingleShot(true);
