@@ -137,6 +137,7 @@ private Q_SLOTS:
     void otherFileStatesAreSilent();
     void invalidFileIsIgnored();
     void completedFailureCancelsTheGroup();
+    void cancelsTheGroupThatTheCallbackNames();
     void forbiddenCancelsBeforeCompletion();
     void secondFailureCancelsNothing();
     void checksumErrorDeletesThePartialFile();
@@ -897,6 +898,15 @@ void tst_VantorDownloadManagerCallbacks::completedFailureCancelsTheGroup()
     QCOMPARE(log->texts(),
              QStringList(QStringLiteral("[net] [vantor] single task failed or 403, request to cancel the all group ")));
     QCOMPARE(log->records().front().level, kWarning);
+}
+
+void tst_VantorDownloadManagerCallbacks::cancelsTheGroupThatTheCallbackNames()
+{
+    SingleTaskErrorModel model;
+    model.Parse(EngineTexts::Text(
+        failedFile(QStringLiteral("a"), true, "url_net_error", ErrorDetail(1, 2, QStringLiteral("m")))));
+    manager->onParseSingleTaskCallback(QStringLiteral("named"), QStringLiteral("a"), model);
+    QCOMPARE(engine->TakeCallLines(), QStringList(QStringLiteral("Cancel(named)")));
 }
 
 void tst_VantorDownloadManagerCallbacks::forbiddenCancelsBeforeCompletion()

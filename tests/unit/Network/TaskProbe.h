@@ -13,6 +13,7 @@
 #include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkRequest>
+#include <QPointer>
 #include <QStringList>
 #include <QTemporaryDir>
 #include <QVector>
@@ -94,9 +95,12 @@ public:
     std::function<bool()> flush;
     qint64 freeBytes = -1; ///< -1: what the disk says
     QStringList lookups;   ///< "TYPE NAME"
+    bool holdLookups = false;
+    QVector<QPointer<QDnsLookup>> heldLookups; ///< begun and not ended, when they are held
     bool manualRedirects = false;
 
     bool flushForReal() { return DownloadTask::FlushFile(); }
+    int timeoutForReal() const { return DownloadTask::ResponseTimeoutMs(); }
     qint64 writeForReal(const QByteArray& block, qint64* ms) { return DownloadTask::WriteToFile(block, ms); }
 
 protected:
@@ -114,6 +118,10 @@ protected:
     void LookUpCanonicalNames(QDnsLookup* lookup) override
     {
         lookups << QStringLiteral("%1 %2").arg(int(lookup->type())).arg(lookup->name());
+        if (holdLookups)
+            heldLookups << lookup;
+        else
+            Q_EMIT lookup->finished();
     }
 };
 

@@ -4,6 +4,7 @@
 #include "Network/DownloadTask.h"
 #include "TaskProbe.h"
 
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -32,8 +33,11 @@ public:
     using DownloadGroupTask::DownloadGroupTask;
     QVector<QPointer<FakeTask>> fakes;
     QStringList* calls = nullptr;
+    /// Time passes when a test says so.
+    qint64 now = QDateTime::currentMSecsSinceEpoch();
 
 protected:
+    qint64 CurrentTimeMs() const override { return now; }
     DownloadTaskInterface* CreateTask(const DownloadTaskModel& model) override
     {
         auto* task = new FakeTask(model, calls);
@@ -79,6 +83,7 @@ private Q_SLOTS:
     void progressIsPaced();
     void progressIgnoresNothing();
     void speedIsPaced();
+    void speedGoesBackToTheSeed();
     void progressAsksOnlyWhatChanged();
     void setTaskIsQuick();
     void deletingInHandlersIsSafe_data();
@@ -90,8 +95,6 @@ private:
     FakeTask* task(int index) const { return m_group->fakes.at(index); }
     void setStatus(int index, int status) { task(index)->status = status; }
     void finishTask(int index);
-    /// Returns when the next progress signal is due, by the clock that the group goes by.
-    static void passInterval();
 
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<TestGroup> m_group;
@@ -165,13 +168,6 @@ void tst_DownloadGroupTask::finishTask(int index)
 {
     setStatus(index, DownloadTask::Finished);
     Q_EMIT task(index)->finish(task(index)->url());
-}
-
-void tst_DownloadGroupTask::passInterval()
-{
-    QElapsedTimer timer;
-    timer.start();
-    QTRY_VERIFY(timer.elapsed() > 110);
 }
 
 void tst_DownloadGroupTask::keepsOneTaskPerUrlAndFolder()
@@ -439,7 +435,7 @@ void tst_DownloadGroupTask::progressWaitsForAllSizes()
     fill(3);
     m_group->Start();
     m_log.clear();
-    passInterval();
+    m_group->now += 100;
     Q_EMIT task(0)->totalSize(task(0)->url(), 100);
     Q_EMIT task(1)->totalSize(task(1)->url(), 100);
     Q_EMIT task(0)->progress(1, 100);
@@ -449,7 +445,7 @@ void tst_DownloadGroupTask::progressWaitsForAllSizes()
     QCOMPARE(m_log.filter(QStringLiteral("progress")), texts({"progress 0 300 7"}));
     // Forgotten at the next start.
     m_group->Start();
-    passInterval();
+    m_group->now += 100;
     m_log.clear();
     Q_EMIT task(0)->progress(1, 100);
     QVERIFY(m_log.filter(QStringLiteral("progress")).isEmpty());
@@ -467,7 +463,7 @@ void tst_DownloadGroupTask::progressCountsFinishedAndPartialFiles()
     QVERIFY(writeFile(task(1)->GetTempFilePath(), QByteArray(900, 'x')));
     for (int i = 0; i < 4; ++i)
         Q_EMIT task(i)->totalSize(task(i)->url(), 1);
-    passInterval();
+    m_group->now += 100;
     m_log.clear();
     Q_EMIT task(1)->progress(1, 1);
     QCOMPARE(m_log, texts({"progress 300 300 7"}));
@@ -477,27 +473,34 @@ void tst_DownloadGroupTask::progressCountsFinishedAndPartialFiles()
 void tst_DownloadGroupTask::progressIsPaced()
 {
     fill(1);
-    Q_EMIT task(0)->totalSize(task(0)->url(), 100);
-    m_group->Start();
+    m_group->now += 5000;
+    m_group->Start(); // begins the interval
     Q_EMIT task(0)->totalSize(task(0)->url(), 100);
     m_log.clear();
-    QElapsedTimer timer;
-    timer.start();
-    int seen = 0;
-    while (timer.elapsed() < 350) {
+    const auto seenAfter = [this](qint64 ms) {
+        m_group->now += ms;
         Q_EMIT task(0)->progress(1, 100);
-        QTest::qWait(1);
-    }
-    seen = m_log.filter(QStringLiteral("progress")).size();
-    QVERIFY2(seen >= 1 && seen <= 4, qPrintable(QString::number(seen)));
+        return m_log.filter(QStringLiteral("progress")).size();
+    };
+    QCOMPARE(seenAfter(0), 0);
+    QCOMPARE(seenAfter(99), 0);
+    QCOMPARE(seenAfter(1), 1);
+    QCOMPARE(seenAfter(0), 1);
+    QCOMPARE(seenAfter(99), 1);
+    QCOMPARE(seenAfter(1), 2);
+    // Late samples do not make the next ones come sooner.
+    QCOMPARE(seenAfter(250), 3);
+    QCOMPARE(seenAfter(60), 3);
+    QCOMPARE(seenAfter(40), 4);
 }
 
 void tst_DownloadGroupTask::progressIgnoresNothing()
 {
     fill(1);
     Q_EMIT task(0)->totalSize(task(0)->url(), 100);
-    passInterval();
+    m_group->now += 100;
     m_log.clear();
+    // Not even a sample that would be the first.
     Q_EMIT task(0)->progress(0, 100);
     Q_EMIT task(0)->progress(-1, 100);
     QCOMPARE(m_log, QStringList());
@@ -508,36 +511,62 @@ void tst_DownloadGroupTask::progressIgnoresNothing()
 void tst_DownloadGroupTask::speedIsPaced()
 {
     fill(1, 1000000);
+    m_group->now += 5000;
     m_group->Start();
     Q_EMIT task(0)->totalSize(task(0)->url(), 1000000);
-    qint64 speed = -1;
-    QString speedText;
-    QString timeText;
+    QStringList speeds;
     connect(m_group.get(), &DownloadGroupTask::speed, this,
-            [&](qint64 bytesPerSecond, const QString& text, const QString& time, int) {
-                speed = bytesPerSecond;
-                speedText = text;
-                timeText = time;
+            [&](qint64 speed, const QString& text, const QString& left, int id) {
+                speeds << QStringLiteral("%1|%2|%3|%4").arg(speed).arg(text, left).arg(id);
             });
-    QElapsedTimer timer;
-    timer.start();
-    QVERIFY(writeFile(task(0)->GetTempFilePath(), QByteArray(100, 'x')));
-    while (speed < 0 && timer.elapsed() < 5000) {
+    const auto sampleAfter = [this](qint64 ms, int bytes) {
+        QVERIFY(writeFile(task(0)->GetTempFilePath(), QByteArray(bytes, 'x')));
+        m_group->now += ms;
         Q_EMIT task(0)->progress(1, 100);
-        QTest::qWait(5);
-        if (timer.elapsed() > 500)
-            QVERIFY(writeFile(task(0)->GetTempFilePath(), QByteArray(500100, 'x')));
-    }
-    QVERIFY(timer.elapsed() >= 990);
-    // Half a million bytes more than the first sample, after about a second.
-    QVERIFY2(speed > 100000 && speed <= 520000, qPrintable(QString::number(speed)));
-    QCOMPARE(speed, m_group->GetCurSpeed());
-    QVERIFY(speedText.endsWith(QStringLiteral("label_speed_second")));
-    QVERIFY(timeText.startsWith(QStringLiteral("00:00:0")));
-    QCOMPARE(m_log.filter(QStringLiteral("speed 7")).size(), 1);
+    };
+    // Seeded with the first sample and the time of the start; those in between do not count.
+    sampleAfter(100, 100000);
+    sampleAfter(500, 300000);
+    sampleAfter(399, 350000);
+    QCOMPARE(speeds, QStringList());
+    QCOMPARE(m_group->GetCurSpeed(), qint64(0));
+    // 400 ms after its last progress: what is not reported as progress is no speed sample either.
+    sampleAfter(1, 400000);
+    QCOMPARE(speeds, QStringList());
+    sampleAfter(99, 400000);
+    // (400000 - 100000) bytes within 1099 ms, and 600000 to go.
+    QCOMPARE(speeds, texts({"272975|266.58label_unit_kblabel_speed_second|00:00:02|7"}));
+    QCOMPARE(m_group->GetCurSpeed(), qint64(272975));
+    sampleAfter(900, 500000);
+    QCOMPARE(speeds.size(), 1);
+    sampleAfter(100, 700000);
+    QCOMPARE(speeds.size(), 2);
+    // Every report has added a sample: 600000 bytes within 2099 ms.
+    QCOMPARE(m_group->GetCurSpeed(), qint64(285850));
+    QCOMPARE(m_log.filter(QStringLiteral("speed 7")).size(), 2);
     // A new start forgets it.
     m_group->Start();
     QCOMPARE(m_group->GetCurSpeed(), qint64(0));
+    Q_EMIT task(0)->totalSize(task(0)->url(), 1000000);
+    sampleAfter(999, 800000);
+    QCOMPARE(speeds.size(), 2);
+}
+
+// A sample per report of speed, not one per progress: thirty of those would push the first ones out.
+void tst_DownloadGroupTask::speedGoesBackToTheSeed()
+{
+    fill(1, 1000000);
+    m_group->now += 5000;
+    m_group->Start();
+    Q_EMIT task(0)->totalSize(task(0)->url(), 1000000);
+    for (int i = 1; i <= 30; ++i) {
+        // All of it in the first half second.
+        QVERIFY(writeFile(task(0)->GetTempFilePath(), QByteArray(i < 5 ? 1 : 300001, 'x')));
+        m_group->now += 100;
+        Q_EMIT task(0)->progress(1, 100);
+    }
+    QCOMPARE(m_log.filter(QStringLiteral("speed 7")).size(), 3);
+    QCOMPARE(m_group->GetCurSpeed(), qint64(100000));
 }
 
 void tst_DownloadGroupTask::progressAsksOnlyWhatChanged()
@@ -612,7 +641,7 @@ void tst_DownloadGroupTask::deletingInHandlersIsSafe()
         [&] { group->Start(); },
         [&] { Q_EMIT fake->totalSize(url, 100); },
         [&] {
-            passInterval();
+            static_cast<TestGroup*>(guard.data())->now += 100;
             Q_EMIT fake->progress(1, 100);
         },
         [&] { Q_EMIT fake->dataWritten(1); },

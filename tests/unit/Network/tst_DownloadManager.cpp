@@ -3,15 +3,18 @@
 #include "LogCapture.h"
 #include "Network/DownloadGroupTask.h"
 #include "Network/DownloadManager.h"
+#include "Network/DownloadTask.h"
 #include "ScriptedHttpServer.h"
 #include "TaskProbe.h"
 
+#include <QDateTime>
 #include <QElapsedTimer>
 #include <QMetaMethod>
 #include <QPointer>
 #include <QSignalSpy>
 #include <QtTest>
 
+#include <algorithm>
 #include <limits>
 #include <memory>
 
@@ -82,6 +85,7 @@ public:
     QStringList calls;
     QVector<QPointer<DownloadGroupTask>> created;
     QVector<QPointer<FakeTask>> tasks;
+    qint64 now = QDateTime::currentMSecsSinceEpoch();
 
 protected:
     class Group : public DownloadGroupTask
@@ -96,6 +100,7 @@ protected:
             m_manager->tasks.append(task);
             return task;
         }
+        qint64 CurrentTimeMs() const override { return m_manager->now; }
 
     private:
         FakeManager* m_manager;
@@ -151,7 +156,11 @@ private Q_SLOTS:
 
     void deletingInHandlersIsSafe_data();
     void deletingInHandlersIsSafe();
+    void deletingAGroupInHandlersIsSafe_data();
+    void deletingAGroupInHandlersIsSafe();
+    void deletingAtAnyMomentIsSafe_data();
     void deletingAtAnyMomentIsSafe();
+    void deletingAfterAnyNumberOfEventsIsSafe();
 
 private:
     DownloadTaskModel model(const QString& name, const QByteArray& content, bool withMd5 = true) const;
@@ -316,6 +325,21 @@ void tst_DownloadManager::logLines()
     QCOMPARE(log.count(0, QStringLiteral("TAGstart download task")), 1);
     QTRY_VERIFY(events.log.contains(QStringLiteral("finish 1")));
     QCOMPARE(log.count(0, QStringLiteral("TAG group finished")), 1);
+    const QMap<QString, QString> functions{
+        {QStringLiteral("TAGstop download task"), QStringLiteral("DownloadManager::StopDownloadTask")},
+        {QStringLiteral("TAG set speed limit 100 kb/s"), QStringLiteral("DownloadManager::SetSpeedLimit")},
+        {QStringLiteral("TAGstart download task"), QStringLiteral("DownloadManager::StartDownloadTask")},
+        {QStringLiteral("TAG group finished"), QStringLiteral("DownloadManager::onGroupFinish")},
+    };
+    int named = 0;
+    for (const Orvel::Common::LogRecord& record : log.records()) {
+        const QString text = QString::fromStdString(record.text);
+        if (!functions.contains(text))
+            continue;
+        QCOMPARE(QString::fromStdString(record.function), functions.value(text));
+        ++named;
+    }
+    QCOMPARE(named, functions.size());
     log.clear();
     manager.StartDownloadTask(50, {}, QString());
     QCOMPARE(log.count(0, QStringLiteral("TAGdownload grouptask is not exist")), 1);
@@ -591,30 +615,23 @@ void tst_DownloadManager::excessSpeedIsCarriedOver()
     FakeManager manager(nullptr, QStringLiteral("net"));
     const DownloadTaskModel a = model(QStringLiteral("a"), m_content);
     manager.SetTask({a}, Normal, 1);
-    DownloadGroupTask* group = manager.created.first();
-    QVERIFY(writeFile(path(QStringLiteral("a_tmp")), QByteArray(10, 'x')));
-    // The timer stays off: the periods are the test's.
+    // The timer stays off: the periods are the test's. 15000 bytes within a second.
     Q_EMIT manager.tasks.first()->totalSize(a.url.toString(), m_content.size());
-    QElapsedTimer timer;
-    timer.start();
-    QTRY_VERIFY_WITH_TIMEOUT(
-        [&] {
-            Q_EMIT manager.tasks.first()->progress(1, 1);
-            if (timer.elapsed() > 300)
-                writeFile(path(QStringLiteral("a_tmp")), QByteArray(15000, 'x'));
-            return group->GetCurSpeed() > 0;
-        }(),
-        5000);
-    const qint64 speed = group->GetCurSpeed();
-    QVERIFY2(speed > 10 * 1024, qPrintable(QString::number(speed)));
+    manager.now += 5000;
+    manager.created.first()->Start();
+    Q_EMIT manager.tasks.first()->totalSize(a.url.toString(), m_content.size());
+    manager.now += 100;
+    Q_EMIT manager.tasks.first()->progress(1, 1);
+    QVERIFY(writeFile(path(QStringLiteral("a_tmp")), QByteArray(15000, 'x')));
+    manager.now += 900;
+    Q_EMIT manager.tasks.first()->progress(1, 1);
+    QCOMPARE(manager.created.first()->GetCurSpeed(), qint64(15000));
     manager.SetSpeedLimit(10); // 10240 bytes per second
     manager.onLimitTimeout();
     manager.calls.clear();
-    const qint64 left = 10240 - (speed - 10240);
-    if (left > 0) {
-        manager.onDataWritten(left);
-        QCOMPARE(manager.calls, QStringList());
-    }
+    // The budget of 10240 less what was too much, 15000 - 10240.
+    manager.onDataWritten(5480);
+    QCOMPARE(manager.calls, QStringList());
     manager.onDataWritten(1);
     QCOMPARE(manager.calls, texts({"Pause a"}));
 }
@@ -623,15 +640,24 @@ void tst_DownloadManager::limiterRunsEveryHalfSecond()
 {
     FakeManager manager(nullptr, QStringLiteral("net"));
     manager.SetTask({model(QStringLiteral("a"), m_content)}, Normal, 1);
+    const QList<QTimer*> timers = manager.findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
+    const auto found =
+        std::find_if(timers.cbegin(), timers.cend(), [](const QTimer* timer) { return timer->interval() == 500; });
+    QVERIFY(found != timers.cend());
+    const QTimer* period = *found;
+    QVERIFY(!period->isSingleShot());
+    QVERIFY(!period->isActive());
     QElapsedTimer timer;
     timer.start();
     manager.SetSpeedLimit(1);
+    QVERIFY(period->isActive());
     QTRY_COMPARE(manager.calls, texts({"Resume a", "Resume a"}));
     // Coarse: up to a twentieth early.
     QVERIFY2(timer.elapsed() >= 900 && timer.elapsed() < 3000, qPrintable(QString::number(timer.elapsed())));
     // It ends with the last group, and begins again with the next start.
     manager.RemoveAllDownloadTask();
     manager.onLimitTimeout();
+    QVERIFY(!period->isActive());
     manager.calls.clear();
     manager.SetTask({model(QStringLiteral("b"), m_content)}, Normal, 2);
     manager.onDataWritten(5000);
@@ -660,19 +686,28 @@ void tst_DownloadManager::deletingInHandlersIsSafe_data()
 
 namespace {
 
-/// Deletes a manager at the first signal.
+/// Deletes an object at the first signal.
 class Deleter : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit Deleter(DownloadManager* manager) : m_manager(manager) {}
+    explicit Deleter(QObject* object) : m_object(object) {}
+
+    void connectTo(const QByteArray& signal)
+    {
+        const QMetaObject* meta = m_object->metaObject();
+        const int index = meta->indexOfSignal(signal.constData());
+        QVERIFY(index >= 0);
+        QVERIFY(connect(m_object, meta->method(index), this,
+                        metaObject()->method(metaObject()->indexOfSlot("deleteNow()"))));
+    }
 
 public Q_SLOTS:
-    void deleteNow() { delete m_manager; }
+    void deleteNow() { delete m_object; }
 
 private:
-    QPointer<DownloadManager> m_manager;
+    QPointer<QObject> m_object;
 };
 
 } // namespace
@@ -693,10 +728,7 @@ void tst_DownloadManager::deletingInHandlersIsSafe()
     auto* manager = new DownloadManager(nullptr, QStringLiteral("net"));
     const QPointer<DownloadManager> guard(manager);
     Deleter deleter(manager);
-    const int slot = deleter.metaObject()->indexOfSlot("deleteNow()");
-    const int index = manager->metaObject()->indexOfSignal(signal.constData());
-    QVERIFY(index >= 0);
-    connect(manager, manager->metaObject()->method(index), &deleter, deleter.metaObject()->method(slot));
+    deleter.connectTo(signal);
     const bool slow = signal.startsWith("speed") || signal.startsWith("progress");
     QVector<DownloadTaskModel> models{model(QStringLiteral("b"), m_content), model(QStringLiteral("c"), m_content)};
     if (slow || signal.startsWith("relogin") || signal.startsWith("error"))
@@ -707,7 +739,122 @@ void tst_DownloadManager::deletingInHandlersIsSafe()
     QTRY_VERIFY(!guard);
 }
 
+void tst_DownloadManager::deletingAGroupInHandlersIsSafe_data()
+{
+    QTest::addColumn<QByteArray>("signal");
+    const QMetaObject& meta = DownloadGroupTask::staticMetaObject;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        if (meta.method(i).methodType() == QMetaMethod::Signal)
+            QTest::newRow(meta.method(i).name().constData()) << meta.method(i).methodSignature();
+    }
+}
+
+void tst_DownloadManager::deletingAGroupInHandlersIsSafe()
+{
+    QFETCH(QByteArray, signal);
+    const QByteArray content = someContent(3000000);
+    const bool slow = signal.startsWith("speed");
+    NetlibControl::Instance()->SetIsDownloadWithLogin(true);
+    m_server->always("/a", HttpResponse::ok(content).rate(slow ? 2000000 : 20000000));
+    m_server->serve("/b", m_content);
+    if (signal.startsWith("taskRestart"))
+        m_server->once("/a", HttpResponse::withStatus(500));
+    if (signal.startsWith("relogin"))
+        m_server->once("/a", HttpResponse::withStatus(403));
+    if (signal.startsWith("error"))
+        m_server->once("/a", HttpResponse::withStatus(404, "x"));
+    auto* group = new DownloadGroupTask;
+    const QPointer<DownloadGroupTask> guard(group);
+    Deleter deleter(group);
+    deleter.connectTo(signal);
+    group->SetTask({model(QStringLiteral("a"), content), model(QStringLiteral("b"), m_content)}, Normal, 1);
+    group->Start();
+    QTRY_VERIFY(!guard);
+}
+
+void tst_DownloadManager::deletingAtAnyMomentIsSafe_data()
+{
+    QTest::addColumn<QString>("who");
+    QTest::addColumn<QString>("moment");
+    for (const char* who : {"task", "group", "manager"}) {
+        for (const char* moment : {"header request", "connecting", "transfer", "paused", "check"})
+            QTest::addRow("%s, %s", who, moment) << QString::fromLatin1(who) << QString::fromLatin1(moment);
+    }
+}
+
 void tst_DownloadManager::deletingAtAnyMomentIsSafe()
+{
+    QFETCH(QString, who);
+    QFETCH(QString, moment);
+    const QByteArray content = someContent(2000000);
+    const QString temporary = path(QStringLiteral("a_tmp"));
+    const auto temporarySize = [&temporary] { return QFileInfo(temporary).size(); };
+    DownloadTaskModel described = model(QStringLiteral("a"), content);
+    m_server->always("/a", moment == QLatin1String("transfer") ? HttpResponse::ok(content).stallAfter(1000000)
+                           : moment == QLatin1String("paused") ? HttpResponse::ok(content)
+                                                               : HttpResponse::nothing(HttpResponse::Fault::Stall));
+    if (moment == QLatin1String("header request"))
+        described.size = 0;
+    if (moment == QLatin1String("check")) {
+        // Sparse; hashing it takes minutes.
+        described.size = 1;
+        QVERIFY(writeFile(temporary, QByteArray()));
+        QVERIFY(QFile::resize(temporary, qint64(64) << 30));
+    }
+
+    // The outermost object of the three, and the task within.
+    std::unique_ptr<QObject> object;
+    DownloadTaskInterface* task = nullptr;
+    if (who == QLatin1String("task")) {
+        task = new DownloadTask(described);
+        object.reset(task);
+        QVERIFY(task->Init());
+        QVERIFY(task->Start());
+    } else if (who == QLatin1String("group")) {
+        auto* group = new DownloadGroupTask;
+        object.reset(group);
+        group->SetTask({described}, Normal, 1);
+        group->Start();
+    } else {
+        auto* manager = new DownloadManager(nullptr, QStringLiteral("net"));
+        object.reset(manager);
+        manager->StartDownloadTask(1, {described}, QString());
+    }
+    if (!task)
+        task = object->findChild<DownloadTaskInterface*>();
+    QVERIFY(task);
+    if (moment == QLatin1String("transfer"))
+        QTRY_VERIFY(temporarySize() > 500000);
+    else if (moment == QLatin1String("paused"))
+        QTRY_VERIFY((task->SetPause(temporarySize() > 0), task->GetStatus() == DownloadTask::Paused));
+    else if (moment == QLatin1String("check"))
+        QCOMPARE(task->GetStatus(), int(DownloadTask::Checking));
+    else
+        QTRY_COMPARE(m_server->requestCount(), moment == QLatin1String("header request") ? 2 : 1);
+
+    const qint64 had = temporarySize();
+    QElapsedTimer timer;
+    timer.start();
+    object.reset();
+    QVERIFY2(timer.elapsed() < 1000, qPrintable(QString::number(timer.elapsed())));
+    // What was on its way finds nobody.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+    QVERIFY(temporarySize() >= had);
+    QVERIFY(!QFile::exists(path(QStringLiteral("a"))));
+    QCOMPARE(QFile::exists(temporary), had > 0);
+    if (moment == QLatin1String("check"))
+        return;
+    // Another one goes on where it ended.
+    m_server->serve("/a", content);
+    DownloadManager next(nullptr, QStringLiteral("net"));
+    const ManagerEvents events(&next);
+    next.StartDownloadTask(1, {model(QStringLiteral("a"), content)}, QString());
+    QTRY_VERIFY(events.log.contains(QStringLiteral("finish 1")));
+    QCOMPARE(readFile(path(QStringLiteral("a"))), content);
+}
+
+void tst_DownloadManager::deletingAfterAnyNumberOfEventsIsSafe()
 {
     const QByteArray content = someContent(2000000);
     m_server->serve("/a", content);

@@ -73,6 +73,10 @@ private Q_SLOTS:
     void md5MatchIgnoresCase();
     void md5UsesTheSalt();
     void md5MismatchDeletesTheFile();
+    void md5MismatchIsToldBeforeTheFileGoes();
+    void md5MismatchMayBeStartedAnewAtOnce();
+    void md5MismatchMayBeGivenUpAtOnce_data();
+    void md5MismatchMayBeGivenUpAtOnce();
     void md5MismatchDeletesADestinationThatAppeared();
     void md5MatchKeepsADestinationThatAppeared();
     void md5DestinationThatCannotBeDeletedEnds();
@@ -456,6 +460,72 @@ void tst_DownloadTask::md5MismatchDeletesTheFile()
     QCOMPARE(task.GetStatus(), int(DownloadTask::Stopped));
 }
 
+void tst_DownloadTask::md5MismatchIsToldBeforeTheFileGoes()
+{
+    QVERIFY(writeFile(temporary(), kContent));
+    DownloadTask task(model(md5Of("other")));
+    QByteArray seen;
+    connect(&task, &DownloadTask::error, this, [this, &seen] { seen = readFile(temporary()); });
+    QVERIFY(task.Init());
+    QVERIFY(task.Start());
+    QTRY_VERIFY(!seen.isEmpty());
+    QCOMPARE(seen, kContent);
+    QVERIFY(!QFile::exists(temporary()));
+}
+
+// The file that has failed is not taken for a complete one, and what comes after it is not deleted.
+void tst_DownloadTask::md5MismatchMayBeStartedAnewAtOnce()
+{
+    QVERIFY(writeFile(temporary(), kContent));
+    TestTask task(model(md5Of("other")));
+    const TaskEvents events(&task);
+    connect(&task, &DownloadTask::error, this, [this, &task, &events] {
+        // Nobody serves what is started anew, so that fails in turn.
+        if (events.errors.size() > 1)
+            return;
+        QVERIFY(task.Init());
+        QVERIFY(task.Start());
+        QCOMPARE(task.GetStatus(), int(DownloadTask::Downloading));
+        QCOMPARE(readFile(temporary()), QByteArray());
+        QVERIFY(writeFile(temporary(), "new"));
+    });
+    QVERIFY(task.Init());
+    QVERIFY(task.Start());
+    QTRY_VERIFY(!events.errors.isEmpty());
+    QCOMPARE(events.errors.first().GetErrorCode(), 3007);
+    QCOMPARE(readFile(temporary()), QByteArray("new"));
+}
+
+void tst_DownloadTask::md5MismatchMayBeGivenUpAtOnce_data()
+{
+    QTest::addColumn<bool>("deletes");
+    QTest::newRow("released") << false;
+    QTest::newRow("deleted") << true;
+}
+
+void tst_DownloadTask::md5MismatchMayBeGivenUpAtOnce()
+{
+    QFETCH(bool, deletes);
+    QVERIFY(writeFile(temporary(), kContent));
+    auto task = std::make_unique<DownloadTask>(model(md5Of("other")));
+    bool told = false;
+    connect(task.get(), &DownloadTask::error, this, [&] {
+        told = true;
+        if (deletes)
+            task.reset();
+        else
+            task->Release();
+        // Somebody else may take the name from here on.
+        QVERIFY(!QFile::exists(temporary()));
+        QVERIFY(writeFile(temporary(), "new"));
+    });
+    QVERIFY(task->Init());
+    QVERIFY(task->Start());
+    QTRY_VERIFY(told);
+    task.reset();
+    QCOMPARE(readFile(temporary()), QByteArray("new"));
+}
+
 void tst_DownloadTask::md5MismatchDeletesADestinationThatAppeared()
 {
     QVERIFY(writeFile(temporary(), kContent));
@@ -734,6 +804,9 @@ void tst_DownloadTask::retryReportsAndStarts()
     DownloadTask task(model());
     QVERIFY(task.Init());
     const TaskEvents events(&task);
+    connect(&task, &DownloadTask::taskRestart, this, [](const QString& json) {
+        QCOMPARE(json.toUtf8(), QJsonDocument::fromJson(json.toUtf8()).toJson(QJsonDocument::Compact));
+    });
     task.EmitRetry(3010, QStringLiteral("text"), QStringLiteral("http://x/y"), 500, 8, QStringLiteral("1.2.3.4"),
                    QStringLiteral("unused"));
     QCOMPARE(events.restarts.size(), 1);

@@ -10,6 +10,11 @@
 #include <QThread>
 #include <QtTest>
 
+#ifdef Q_OS_LINUX
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#endif
+
 namespace {
 
 const QString kMd5OfNothing = QStringLiteral("d41d8cd98f00b204e9800998ecf8427e");
@@ -19,6 +24,15 @@ QString md5Of(const QByteArray& bytes)
 {
     return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Md5).toHex());
 }
+
+#ifdef Q_OS_LINUX
+/// Bytes in a pipe that nobody has read yet.
+int pending(const QFile& pipe)
+{
+    int bytes = -1;
+    return ioctl(pipe.handle(), FIONREAD, &bytes) == 0 ? bytes : -1;
+}
+#endif
 
 } // namespace
 
@@ -42,6 +56,8 @@ private Q_SLOTS:
     void stopWhileNothingRunsIsHarmless();
 #ifdef Q_OS_LINUX
     void readErrorGivesThePartialDigest();
+    void stopGivesTheDigestOfWhatWasRead_data();
+    void stopGivesTheDigestOfWhatWasRead();
 #endif
 
 private:
@@ -211,6 +227,52 @@ void tst_MD5CheckWorker::readErrorGivesThePartialDigest()
     QTest::ignoreMessage(QtWarningMsg, "MD5CheckWorker read data failed, file pos: 0");
     QCOMPARE(worker.GetMd5(QStringLiteral("/proc/self/mem")), kMd5OfNothing);
     QVERIFY(log.records().empty());
+}
+
+void tst_MD5CheckWorker::stopGivesTheDigestOfWhatWasRead_data()
+{
+    QTest::addColumn<QString>("salt");
+    QTest::newRow("without salt") << QString();
+    QTest::newRow("with salt") << QStringLiteral("pepper");
+}
+
+// A pipe in place of a file: each read waits until the test has written as much.
+void tst_MD5CheckWorker::stopGivesTheDigestOfWhatWasRead()
+{
+    constexpr int kRead = 10240;
+    QFETCH(QString, salt);
+    const QString path = m_folder->filePath(QStringLiteral("pipe"));
+    QCOMPARE(mkfifo(QFile::encodeName(path).constData(), 0600), 0);
+    LogCapture log;
+    QThread thread;
+    MD5CheckWorker worker;
+    worker.SetFilePath(path);
+    worker.SetMD5Salt(salt);
+    worker.moveToThread(&thread);
+    connect(&thread, &QThread::started, &worker, &MD5CheckWorker::onStartMD5);
+    QStringList digests;
+    QObject here;
+    connect(&worker, &MD5CheckWorker::md5Checkfinished, &here, [&digests](const QString& md5) { digests << md5; });
+    thread.start();
+    // Opens when the worker has opened its end, and so after it has set its flag.
+    QFile pipe(path);
+    QVERIFY(pipe.open(QIODevice::WriteOnly | QIODevice::Unbuffered));
+    const QByteArray first(kRead, 'a');
+    const QByteArray second(kRead, 'b');
+    QCOMPARE(pipe.write(first + second.left(1)), qint64(kRead + 1));
+    // Taken: the worker is in its second read, which it ends before it looks at its flag.
+    QTRY_COMPARE(pending(pipe), 0);
+    QCOMPARE(digests, QStringList());
+    worker.SetRunning(false);
+    QCOMPARE(pipe.write(second.mid(1) + QByteArray(1, 'c')), qint64(kRead));
+    QTRY_COMPARE(digests.size(), 1);
+    thread.quit();
+    QVERIFY(thread.wait(10000));
+    QString expected = md5Of(first + second);
+    if (!salt.isEmpty())
+        expected = md5Of(expected.toLatin1() + salt.toLatin1());
+    QCOMPARE(digests.first(), expected);
+    QCOMPARE(log.count(0, kStopLine), 1);
 }
 #endif
 

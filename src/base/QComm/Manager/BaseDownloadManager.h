@@ -54,7 +54,9 @@ public:
     /// \return the id of the group; 0 here
     virtual int SetTask(const QVector<DownloadTaskModel>& models, DownloadPriority priority, int groupId);
     /// \brief Starts a group, creating it from `models` when it is unknown.
-    /// \param path installation folder of the group
+    /// \param groupId id of the group
+    /// \param models  the files of a group that is unknown; may be empty for one that is known
+    /// \param path    installation folder of the group
     virtual void StartDownloadTask(int groupId, const QVector<DownloadTaskModel>& models, const QString& path);
     /// \brief Stops a group; partial files stay and a later start resumes them.
     virtual void StopDownloadTask(int groupId);
@@ -133,13 +135,13 @@ protected:
     bool enablePcdn = false;            ///< set by SetEnablePcdn()
 
     // Room for back-ends, inside and outside the library; the base class does not touch it.
-    int m_counter = 0;
-    QMap<int, QVariant> m_values;
-    QObject* m_helper = nullptr;
-    QObject* m_worker = nullptr;
-    QTimer m_timer;
-    QString m_text1;
-    QString m_text2;
+    int m_counter = 0;            ///< free for subclasses
+    QMap<int, QVariant> m_values; ///< free for subclasses
+    QObject* m_helper = nullptr;  ///< free for subclasses, which own what they put here
+    QObject* m_worker = nullptr;  ///< free for subclasses, which own what they put here
+    QTimer m_timer;               ///< free for subclasses; not started here
+    QString m_text1;              ///< free for subclasses
+    QString m_text2;              ///< free for subclasses
 
     QString name;        ///< the constructor's name
     std::string logTag;  ///< begins the back-end's log lines; "[name]" at first

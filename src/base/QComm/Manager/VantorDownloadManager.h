@@ -226,7 +226,7 @@ private:
     void reportFailure(const GroupTaskModel& model, const Run& ended);
 
     TaskInfo taskInfoOf(const SingleTaskErrorModel& model, int errorCode) const;
-    void failForGood(const TaskInfo& info);
+    void failForGood(const QString& groupGuidOfFile, const TaskInfo& info);
 
     int groupId = -1;
     QMap<int, QVector<DownloadTaskModel>> groupModels;

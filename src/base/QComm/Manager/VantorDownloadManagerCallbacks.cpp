@@ -397,7 +397,6 @@ void VantorDownloadManager::reportFailure(const GroupTaskModel& model, const Run
 void VantorDownloadManager::onParseSingleTaskCallback(const QString& groupGuidOfFile, const QString& task_guid,
                                                       SingleTaskErrorModel model)
 {
-    Q_UNUSED(groupGuidOfFile)
     const auto status = static_cast<ItemStatus>(GetItemStatusByName(model.status));
     run.itemStatus.insert(task_guid, status);
     if (!model.valid || groupId == -1)
@@ -421,7 +420,7 @@ void VantorDownloadManager::onParseSingleTaskCallback(const QString& groupGuidOf
     if (!model.completed && model.http_status_code != kHttpForbidden)
         Q_EMIT errorRetry(info);
     else
-        failForGood(info);
+        failForGood(groupGuidOfFile, info);
 }
 
 TaskInfo VantorDownloadManager::taskInfoOf(const SingleTaskErrorModel& model, int errorCode) const
@@ -440,7 +439,7 @@ TaskInfo VantorDownloadManager::taskInfoOf(const SingleTaskErrorModel& model, in
 }
 
 /// \brief One file that cannot be had makes the group worthless: the whole of it is cancelled, once.
-void VantorDownloadManager::failForGood(const TaskInfo& info)
+void VantorDownloadManager::failForGood(const QString& groupGuidOfFile, const TaskInfo& info)
 {
     run.errorList.append(info);
     if (run.forbiddenCancelRequested || run.diskCancelRequested)
@@ -448,7 +447,7 @@ void VantorDownloadManager::failForGood(const TaskInfo& info)
     run.forbiddenCancelRequested = true;
     QCOMM_LOG(LogLevel::Warning, "VantorDownloadManager::onParseSingleTaskCallback")
         << logTag << " [vantor] single task failed or 403, request to cancel the all group ";
-    exporter->Cancel(groupGuid);
+    exporter->Cancel(groupGuidOfFile);
 }
 
 void VantorDownloadManager::OnTimeoutToCalcDownloadSpeed()

@@ -3,6 +3,7 @@
 
 #include "Network/DownloadTask.h"
 
+#include <QDateTime>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -106,6 +107,11 @@ DownloadTaskInterface* DownloadGroupTask::CreateTask(const DownloadTaskModel& mo
     auto* task = new DownloadTask(model);
     task->SetHeaderNetwork(headerNetwork);
     return task;
+}
+
+qint64 DownloadGroupTask::CurrentTimeMs() const
+{
+    return QDateTime::currentMSecsSinceEpoch();
 }
 
 // Whatever a task signals may have changed its share of the sums and whether it is still to be started.

@@ -47,8 +47,10 @@ public:
     ~DownloadGroupTask() override;
 
     /// \brief Adds a file per model, in order; a URL and folder that is in the group already is left out.
-    /// \param priority passed by the caller's contract; all files of a group are equal here
-    void SetTask(const QVector<DownloadTaskModel>& models, DownloadPriority priority, int groupId);
+    /// \param models     the files
+    /// \param priority   passed by the caller's contract; all files of a group are equal here
+    /// \param newGroupId id that the group's signals carry
+    void SetTask(const QVector<DownloadTaskModel>& models, DownloadPriority priority, int newGroupId);
     /// \brief Prepares every file and starts the first that is not in place. Stops at the first file that
     /// cannot be prepared, with error 3012.
     void Start();
@@ -75,38 +77,63 @@ Q_SIGNALS:
     void progress(qint64 bytesRead, qint64 totalBytes, int groupId);
     /// Every file is in place. The last signal.
     void finish(int groupId);
+    /// A file is about to be started, or was found in place; `info` carries its URL.
     void taskStart(int nGroupId, const TaskInfo& info);
+    /// A file is in place; `info` carries its URL.
     void taskFinish(int nGroupId, const TaskInfo& info);
+    /// The check of a file began; `info` carries its URL. The next file is started right after.
     void taskMd5Start(int nGroupId, const TaskInfo& info);
+    /// A file failed for good. Every file has been stopped before.
     void error(const TaskInfo& info);
     /// No file is left to start: all remaining work is checking.
     void md5Started(int groupId);
+    /// The check of a file ended; `info` carries its URL.
     void taskMd5Stop(int nGroupId, const TaskInfo& info);
     /// Bytes per second with its text and the remaining time, at most every 1000 ms.
     void speed(qint64 speed, const QString& speedStr, const QString& timeStr, int groupId);
+    /// A block of this many bytes was written.
     void dataWritten(qint64 bytes);
+    /// A telemetry report of a file.
     void downloadReport(const DownloadReportData& data);
+    /// The size of a file became known, in bytes.
     void totalSize(const QString& url, qint64 size);
+    /// The server refused a file with 403 while downloads require a login.
     void relogin();
+    /// A file is about to be tried again: the JSON object of DownloadTaskInterface::taskRestart with "group_id".
     void taskRestart(const QString& json);
 
 public Q_SLOTS:
-    void onProgress(qint64 bytesReceived, qint64 bytesTotal);
-    void onTaskFinish(QString url);
-    void onError(TaskInfo info);
-    void onMd5Started(QString url);
-    void onMd5Stoped(QString url);
-    void onGetTotalSize(QString url, qint64 size);
-    void onResetSpeed();
-    void onTaskRestart(QString json);
-    void onTaskStart(QString url);
+    // What the files' signals of like names do to the group.
+
+    void onProgress(qint64 bytesReceived, qint64 bytesTotal); ///< sums up, emits progress() and speed()
+    void onTaskFinish(QString url);                           ///< emits taskFinish(), and finish() after the last
+    void onError(TaskInfo info);                              ///< stops every file, then emits error()
+    void onMd5Started(QString url);                           ///< emits taskMd5Start(), starts the next file
+    void onMd5Stoped(QString url);                            ///< emits taskMd5Stop()
+    void onGetTotalSize(QString url, qint64 size);            ///< notes the size, emits totalSize()
+    void onResetSpeed();                                      ///< stops every file and starts anew
+    void onTaskRestart(QString json);                         ///< emits taskRestart() with the group's id
+    void onTaskStart(QString url);                            ///< emits taskStart()
 
 protected:
     /// \brief Makes the task of a file; a seam for tests.
     virtual DownloadTaskInterface* CreateTask(const DownloadTaskModel& model);
+    /// \brief The clock that progress and speed are paced by, in milliseconds since the epoch; a seam for tests.
+    virtual qint64 CurrentTimeMs() const;
 
 private:
     class Watch;
+    class Interval : public IntervalOperator
+    {
+    public:
+        explicit Interval(DownloadGroupTask* group) : IntervalOperator(group), m_group(group) {}
+
+    protected:
+        qint64 CurrentTimeMs() const override { return m_group->CurrentTimeMs(); }
+
+    private:
+        const DownloadGroupTask* m_group;
+    };
     using FileKey = QPair<QString, QString>; // URL text and folder
 
     // What a file adds to the sums. Asking the disk for thousands of files at every sample would be too slow,
@@ -131,8 +158,8 @@ private:
 
     int groupId = -1;
     QVector<DownloadTaskInterface*> tasks; // children, in the order of the models
-    IntervalOperator speedInterval;
-    IntervalOperator progressInterval;
+    Interval speedInterval;
+    Interval progressInterval;
     BytesUnitOperator speedMeter;
     QMap<QString, qint64> sizes; // by URL
 

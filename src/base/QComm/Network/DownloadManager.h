@@ -37,14 +37,20 @@ class QCOMM_EXPORT DownloadManager : public BaseDownloadManager
     Q_OBJECT
 
 public:
+    /// \param parent owner of the manager, may be null
+    /// \param name   begins its log lines as "[name]"
     DownloadManager(QObject* parent, const QString& name);
     ~DownloadManager() override;
 
     /// \brief Creates a group. A file that an existing group has already, by URL and folder, is left out.
-    /// \param groupId id of the group; -1 takes the one after the last. An id that exists keeps its group
+    /// \param models   the files, fetched in this order
+    /// \param priority not used: groups are equal
+    /// \param groupId  id of the group; -1 takes the one after the last. An id that exists keeps its group
     /// \return the id, also when no file was left
     int SetTask(const QVector<DownloadTaskModel>& models, DownloadPriority priority, int groupId) override;
+    /// \brief Starts a group, or starts it again where it was stopped.
     /// \param groupId an unknown one is created from `models`; -1 as in SetTask()
+    /// \param models  the files of an unknown group
     /// \param path    not used: every model has its folder
     void StartDownloadTask(int groupId, const QVector<DownloadTaskModel>& models, const QString& path) override;
     /// \brief Stops a group and emits cancelled(), also when it is unknown.
@@ -58,11 +64,14 @@ public:
     QString id() override;
 
 public Q_SLOTS:
-    void onGroupFinish(int nGroup);
-    void onLimitTimeout();
-    void onDataWritten(qint64 bytes);
-    void onGetTotalSize(const QString& url, qint64 size);
-    void onError(const TaskInfo& info);
+    // What the groups' signals of like names do, and the end of a period of the speed limit.
+
+    void onGroupFinish(int nGroup);                       ///< removes the group, emits finish()
+    void onLimitTimeout();                                ///< lets the transfers go on, begins a new period
+    void onDataWritten(qint64 bytes);                     ///< counts against the limit, holds transfers back
+    void onGetTotalSize(const QString& url, qint64 size); ///< emits totalSize()
+    void onError(const TaskInfo& info);                   ///< emits error() with downloader id 0
+    /// \brief The same as SetSpeedLimit(): KiB per second.
     // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name): a field has the name, too
     void onLimitSpeedChanged(qint64 speedLimit);
 

@@ -43,6 +43,7 @@ DownloadTask::~DownloadTask()
     ReleaseDataNetwork();
     if (file.isOpen())
         CloseAndRemoveIfEmpty();
+    DiscardMismatch();
 }
 
 DownloadTaskModel DownloadTask::GetTaskModel()
@@ -94,6 +95,7 @@ bool DownloadTask::Start()
     // Paused and Checking too: a second transfer would write into the file of the first.
     if (status != Stopped && status != Failed)
         return true;
+    DiscardMismatch();
     ++run;
     status = Downloading;
     rangeRefusal.reset();
@@ -148,6 +150,7 @@ void DownloadTask::Release()
     if (status == Checking)
         status = Stopped;
     DropReply(&headerReply);
+    DiscardMismatch();
 }
 
 void DownloadTask::SetPause(bool pause)

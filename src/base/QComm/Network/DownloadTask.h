@@ -58,7 +58,7 @@ class QNetworkRequest;
 /// | 3003 | message_error_open_file: the temporary file cannot be opened | -1 / -1 |
 /// | 3004 | message_disk_not_enough_space | -1 / -1 |
 /// | 3005, 3006 | message_error_download_write_or_flush_buffer: a write, the final flush | -1 / -1 |
-/// | 3007 | "%1 md5 not match, md5: %2, filesize: %3": the temporary file has been deleted | -1 / -1 |
+/// | 3007 | "%1 md5 not match, md5: %2, filesize: %3": the temporary file is deleted | -1 / -1 |
 /// | 3009 | "status code: %1, error code: %2, %3": a status of 400 or more with a body | both |
 /// | 3010 | the same: network errors, redirects and short bodies, after the last retry | both |
 /// | 3012 | "url %1, request ...": the header request failed | both |
@@ -75,6 +75,7 @@ class QCOMM_EXPORT DownloadTask : public DownloadTaskInterface
     Q_OBJECT
 
 public:
+    /// \brief The states; the chart above says how they follow each other.
     enum Status : int {
         Downloading = 0,    ///< a data request is running
         Stopped = 1,        ///< idle: at first, after Stop() and after an error
@@ -86,6 +87,8 @@ public:
     };
     Q_ENUM(Status)
 
+    /// \param model  description of the file; the task keeps a copy
+    /// \param parent owner of the task, may be null
     explicit DownloadTask(const DownloadTaskModel& model, QObject* parent = nullptr);
     ~DownloadTask() override;
 
@@ -115,12 +118,14 @@ public:
                    const QString& ip, const QString& header) override;
 
 public Q_SLOTS:
-    void onHeaderReponse();
-    void onDownloadFinished();
-    void onDownloadReadyRead();
-    void onNetworkReplyProgress(qint64 bytesReceived, qint64 bytesTotal);
-    void onTimeOut();
-    void onGetFileMD5(QString md5String);
+    // Where the requests, the timer and the check report.
+
+    void onHeaderReponse();                                               ///< the header request has ended
+    void onDownloadFinished();                                            ///< the data request has ended
+    void onDownloadReadyRead();                                           ///< data has arrived; left alone while paused
+    void onNetworkReplyProgress(qint64 bytesReceived, qint64 bytesTotal); ///< the server is alive; emits progress()
+    void onTimeOut();                     ///< nothing has arrived for too long: retries, or fails with 3013
+    void onGetFileMD5(QString md5String); ///< the digest of the temporary file is known: 32 hexadecimal digits
 
 protected:
     // Seams for tests; each does what its name says and nothing else.
@@ -128,13 +133,13 @@ protected:
     virtual qint64 WriteToFile(const QByteArray& block, qint64* elapsedMs); ///< bytes written, negative on error
     virtual bool FlushFile();                                               ///< false when the flush failed
     virtual qint64 FreeDiskBytes() const;                                   ///< of the disk of the model's folder
-    virtual void LookUpCanonicalNames(QDnsLookup* lookup);                  ///< starts the look-up
-    virtual std::unique_ptr<QNetworkAccessManager> MakeDataNetwork() const;
-    QNetworkAccessManager* HeaderNetwork();
-    QNetworkAccessManager* DataNetwork();
-    QNetworkReply* DataReply() const { return downloadReply; }
-    static int FastWrites(); ///< the process's counter of writes that took under a second
-    static void SetFastWrites(int count);
+    virtual void LookUpCanonicalNames(QDnsLookup* lookup); ///< starts a look-up; at most one per host runs
+    virtual std::unique_ptr<QNetworkAccessManager> MakeDataNetwork() const; ///< network access of data requests
+    QNetworkAccessManager* HeaderNetwork();                    ///< that of header requests, made on first use
+    QNetworkAccessManager* DataNetwork();                      ///< that of data requests, made on first use
+    QNetworkReply* DataReply() const { return downloadReply; } ///< the running data request; null when idle
+    static int FastWrites();              ///< the process's counter of writes that took under a second
+    static void SetFastWrites(int count); ///< sets it
 
 private:
     // Attempts in all, the first included: at most four retries.
@@ -174,6 +179,7 @@ private:
     bool StopMd5Check();
     void ResolveExistingDestination(bool match);
     void FailMismatch(const QString& md5String);
+    void DiscardMismatch();
     void RenameFile();
     void FailReplacing();
 
@@ -187,9 +193,11 @@ private:
     void RequestHeader();
     void FailHeader(int statusCode);
     void FollowHeaderRedirect(int statusCode);
+    void TransferAnew();
     void TakeHeader();
     void RetryRefusedRange();
     bool ReadAvailable();
+    bool WriteAvailable();
     bool AcceptAnswer(int statusCode);
     bool TakeBadStatus(int statusCode);
     bool NoteRangeRefused();
@@ -239,5 +247,6 @@ private:
     bool answerAccepted = false; // the current data answer continues the temporary file
     quint64 run = 0;             // counts starts and stops, so that a handler's intervention is noticed
     quint64 checkRun = 0;        // counts checks, so that a stopped one's digest is dropped
+    bool mismatch = false;       // the temporary file has failed its check and is to go
     int replyScopes = 0;         // above 0 while a reply's signal may be on the stack
 };

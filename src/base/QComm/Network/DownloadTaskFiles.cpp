@@ -35,6 +35,7 @@ QString DownloadTask::TempPath() const
 
 bool DownloadTask::Init()
 {
+    DiscardMismatch();
     errorString.clear();
     const QString name = model.GetFileName();
     const QString reason = LocalFileName::WhyUnsafe(name);
@@ -275,9 +276,20 @@ void DownloadTask::FailMismatch(const QString& md5String)
     const Evidence evidence = CurrentEvidence();
     if (!StopUndisturbed())
         return;
-    // Before the error, whose handler may already start the file anew.
-    QFile::remove(TempPath());
+    mismatch = true;
+    const QPointer<DownloadTask> self(this);
     EmitError(3007, message, -1, -1, evidence);
+    if (self)
+        DiscardMismatch();
+}
+
+// After the error, unless its handler starts the file anew or gives the task up: then before that.
+void DownloadTask::DiscardMismatch()
+{
+    if (!mismatch)
+        return;
+    mismatch = false;
+    QFile::remove(TempPath());
 }
 
 void DownloadTask::RenameFile()

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The remote side of a task: header and data requests and what is made of their answers.
 #include "Manager/NetlibControl.h"
+#include "Network/CanonicalNames.h"
 #include "Network/DownloadTask.h"
 #include "Network/DownloadTaskGuards.h"
 #include "Network/HttpAnswer.h"
 #include "QCommLog.h"
 
-#include <QDnsLookup>
 #include <QHostAddress>
 #include <QHostInfo>
 #include <QNetworkReply>
@@ -16,10 +16,6 @@ namespace {
 
 constexpr qint64 kReadBufferBytes = 51200;
 constexpr int kAcceptEncodingStrategy = 3;
-
-// Intended: the type of service records, not of canonical names. Name servers that know a canonical name send it along
-// with any answer, and the operators' name servers expect this question.
-constexpr int kLookupType = 33;
 
 const QString kUrlKey = QStringLiteral("url");
 const QString kRangeKey = QStringLiteral("range");
@@ -184,7 +180,22 @@ bool DownloadTask::ReadAvailable()
     const int statusCode = HttpAnswer::Status(*downloadReply);
     if (!HttpAnswer::HasContent(statusCode))
         return TakeBadStatus(statusCode);
-    return AcceptAnswer(statusCode) && WriteBlock(downloadReply->readAll());
+    return AcceptAnswer(statusCode) && WriteAvailable();
+}
+
+// In pieces of the buffer that was asked for, and only until the speed limit holds the task back: a reply whose thread
+// has begun before it was told of its buffer holds far more at times, and does so again after each time it is emptied.
+bool DownloadTask::WriteAvailable()
+{
+    while (downloadReply->bytesAvailable() > 0 && status != Paused) {
+        const qint64 asked = downloadReply->readBufferSize();
+        const QByteArray block = downloadReply->read(asked > 0 ? asked : kReadBufferBytes);
+        if (block.isEmpty())
+            return true;
+        if (!WriteBlock(block))
+            return false;
+    }
+    return true;
 }
 
 // Decides once per answer how its body relates to the temporary file, and learns the size. False: the transfer ended.
@@ -454,8 +465,19 @@ void DownloadTask::FollowHeaderRedirect(int statusCode)
         RetryRefusedRange();
         return;
     }
+    const QString temporary = TempPath();
     TakeUrl(target);
     RequestHeader();
+    // What a running transfer brings continues the file of the old name, not that of the new one.
+    if (downloadReply && TempPath() != temporary)
+        TransferAnew();
+}
+
+void DownloadTask::TransferAnew()
+{
+    DropReply(&downloadReply);
+    status = Stopped;
+    Start();
 }
 
 void DownloadTask::TakeHeader()
@@ -490,17 +512,12 @@ void DownloadTask::RetrieveIPCName(const QNetworkReply& reply)
         ip = addresses.first().toString();
         QCOMM_LOG(LogLevel::Trace, "DownloadTask::RetrieveIPCName") << "ip: " << ip;
     }
-    auto* lookup = new QDnsLookup(static_cast<QDnsLookup::Type>(kLookupType), host, this);
-    connect(lookup, &QDnsLookup::finished, this, [this, lookup] {
-        QStringList names;
-        const QList<QDnsDomainNameRecord> records = lookup->canonicalNameRecords();
-        for (const QDnsDomainNameRecord& record : records)
-            names << record.value();
-        cname = HttpAnswer::JoinNames(names);
-        QCOMM_LOG(LogLevel::Trace, "DownloadTask::RetrieveIPCName") << "cname: " << cname;
-        lookup->deleteLater();
-    });
-    LookUpCanonicalNames(lookup);
+    CanonicalNames::Ask(
+        host, this, [this](QDnsLookup* lookup) { LookUpCanonicalNames(lookup); },
+        [this](const QStringList& names) {
+            cname = HttpAnswer::JoinNames(names);
+            QCOMM_LOG(LogLevel::Trace, "DownloadTask::RetrieveIPCName") << "cname: " << cname;
+        });
 }
 
 void DownloadTask::GetHeaderInfo(const QNetworkReply& reply)
