@@ -165,6 +165,7 @@ private Q_SLOTS:
     void diskGuardActsOnTheLastAnswerToo();
     void diskGuardIsSetBackByTheEnd();
     void diskFlagSurvivesARestart();
+    void answersOfAnEarlierRunNameThePresentOne();
 
     void registryHoldsTheTask();
     void registryForgetsOnRequest();
@@ -613,6 +614,10 @@ void tst_VantorChunkTask::diskGuardRewritesTheEnd()
     engine->FireChunk(QStringLiteral("c"), Chunk(QStringLiteral("normal_download"), QStringLiteral("Running"), false));
     settle();
     log->clear();
+    std::shared_ptr<VantorChunkResp> held;
+    connect(
+        task.data(), &VantorChunkTask::ChunkNormalDownloadTaskProgressChanged, task.data(),
+        [&held, &task] { held = task->GetLastResp(); }, Qt::DirectConnection);
     const QByteArray last = Chunk(QStringLiteral("normal_download"), QStringLiteral("Cancelled"), true,
                                   {{QStringLiteral("error_code"), 77},
                                    {QStringLiteral("error_msg"), QStringLiteral("stopped")},
@@ -632,6 +637,7 @@ void tst_VantorChunkTask::diskGuardRewritesTheEnd()
     QCOMPARE(resp->status, QStringLiteral("Failed"));
     QCOMPARE(resp->package_id, QStringLiteral("demo"));
     QCOMPARE(resp->GetRawJsonStr(), QString::fromUtf8(last));
+    QCOMPARE(held.get(), resp.get());
     QVERIFY(dynamic_cast<VantorChunkNormalDownloadResp*>(resp.get()));
 }
 
@@ -685,6 +691,26 @@ void tst_VantorChunkTask::diskFlagSurvivesARestart()
     QCOMPARE(events.Lines().value(events.Lines().size() - 1),
              QStringLiteral("normal finished Failed 1 disk space not enough"));
     registry()->RemoveChunkTask(QStringLiteral("c"));
+}
+
+void tst_VantorChunkTask::answersOfAnEarlierRunNameThePresentOne()
+{
+    const Task task = started(QStringLiteral("c"));
+    engine->NextChunkGuid(QStringLiteral("d"));
+    task->Start(request());
+    engine->TakeCalls();
+    log->clear();
+    freeBytes = 0;
+    engine->FireChunk(QStringLiteral("c"), Chunk(QStringLiteral("normal_download"), QStringLiteral("Success"), true));
+    settle();
+    QCOMPARE(engine->TakeCallLines(), QStringList(QStringLiteral("CancelChunkTask(d)")));
+    QCOMPARE(log->texts(kWarning),
+             (QStringList{QStringLiteral(" disk space less than 500 mb, need cancel download task d"),
+                          QStringLiteral(" disk space less than 500 mb, inner cancelled d")}));
+    QVERIFY(log->texts(kInfo).first().startsWith(QStringLiteral(" finished chunk task, guid: d, info: ")));
+    QVERIFY(!registry()->FindChunkTask(QStringLiteral("c")));
+    QCOMPARE(registry()->FindChunkTask(QStringLiteral("d")), task);
+    registry()->RemoveChunkTask(QStringLiteral("d"));
 }
 
 void tst_VantorChunkTask::registryHoldsTheTask()

@@ -34,6 +34,7 @@ template<typename Result, typename... Args>
 class ProcApi<Result(Args...)>
 {
 public:
+    /// The type of the resolved function.
     using Function = Result (*)(Args...);
 
     /// \brief Loads `moduleName` and resolves `symbolName` in it; what is missing leaves the wrapper invalid.

@@ -92,10 +92,10 @@ protected:
 /// \brief State of one depot.
 struct QCOMM_EXPORT VantorChunkDepotItem
 {
-    QString depot_guid;
-    QString status;
-    bool completed = false;
-    qint32 error_code = 0;
+    QString depot_guid;     ///< the engine's name of the depot
+    QString status;         ///< the engine's word for its state
+    bool completed = false; ///< the depot has reached an end state
+    qint32 error_code = 0;  ///< the engine's code; 0 when there is none
 };
 
 /// \brief State of one depot of a download, with detail that the library does not interpret.

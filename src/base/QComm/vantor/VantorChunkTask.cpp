@@ -50,7 +50,7 @@ void VantorChunkTask::Start(std::unique_ptr<VantorChunkReq> req)
     }
     // Set before the engine is called, which may answer before its guid is back here.
     m_running.store(true, std::memory_order_relaxed);
-    m_guid = VantorChunkTaskManager::Instance()->StartChunkTask(sharedFromThis());
+    setGuid(VantorChunkTaskManager::Instance()->StartChunkTask(sharedFromThis()));
     QCOMM_LOG(LogLevel::Info, "VantorChunkTask::Start")
         << logTag() << " start chunk task, guid: " << m_guid << ", params: " << m_req->ToJsonStr();
 }
@@ -73,6 +73,18 @@ void VantorChunkTask::SetLogTag(const std::string& tag)
     m_logTag = tag;
 }
 
+void VantorChunkTask::setGuid(const QString& guid)
+{
+    const QMutexLocker locker(&m_mutex);
+    m_guid = guid;
+}
+
+QString VantorChunkTask::guid() const
+{
+    const QMutexLocker locker(&m_mutex);
+    return m_guid;
+}
+
 std::string VantorChunkTask::logTag() const
 {
     const QMutexLocker locker(&m_mutex);
@@ -89,7 +101,7 @@ void VantorChunkTask::Reset()
     m_diskSpaceCancelled.store(false, std::memory_order_relaxed);
 }
 
-void VantorChunkTask::NotifyProgressChanged(const QString& guid, std::shared_ptr<VantorChunkResp> resp)
+void VantorChunkTask::NotifyProgressChanged(std::shared_ptr<VantorChunkResp> resp)
 {
     {
         const QMutexLocker locker(&m_mutex);
@@ -100,7 +112,7 @@ void VantorChunkTask::NotifyProgressChanged(const QString& guid, std::shared_ptr
     if (!emitProgress(*resp))
         return;
     if (resp->action_type == VantorChunkActionNormalDownload || resp->action_type == VantorChunkActionRepairDownload)
-        guardDiskSpace(guid);
+        guardDiskSpace();
 }
 
 bool VantorChunkTask::emitProgress(const VantorChunkResp& resp)
@@ -125,7 +137,7 @@ bool VantorChunkTask::emitProgress(const VantorChunkResp& resp)
     return false;
 }
 
-void VantorChunkTask::guardDiskSpace(const QString& guid)
+void VantorChunkTask::guardDiskSpace()
 {
     if (m_diskSpaceCancelled.load(std::memory_order_relaxed))
         return;
@@ -136,55 +148,28 @@ void VantorChunkTask::guardDiskSpace(const QString& guid)
     }
     if (Orvel::Common::DeviceInfo::GetDiskSpaceInfo(folder).first >= kDiskSpaceLimitBytes)
         return;
+    // The present run's guid, also when the answer belongs to an earlier run that has not ended.
+    const QString presentGuid = guid();
     QCOMM_LOG(LogLevel::Warning, "VantorChunkTask::NotifyProgressChanged")
-        << logTag() << " disk space less than " << kDiskSpaceLimitText << " mb, need cancel download task " << guid;
+        << logTag() << " disk space less than " << kDiskSpaceLimitText << " mb, need cancel download task "
+        << presentGuid;
     m_diskSpaceCancelled.store(true, std::memory_order_relaxed);
-    VantorChunkTaskManager::Instance()->CancelChunkTask(guid);
+    VantorChunkTaskManager::Instance()->CancelChunkTask(presentGuid);
 }
 
-void VantorChunkTask::NofityFinished(const QString& guid, std::shared_ptr<VantorChunkResp> resp)
+void VantorChunkTask::NofityFinished(std::shared_ptr<VantorChunkResp> resp)
 {
     QCOMM_LOG(LogLevel::Info, "VantorChunkTask::NofityFinished")
-        << logTag() << " finished chunk task, guid: " << guid << ", info: " << resp->GetRawJsonStr();
+        << logTag() << " finished chunk task, guid: " << guid() << ", info: " << resp->GetRawJsonStr();
     if (m_diskSpaceCancelled.exchange(false, std::memory_order_relaxed)) {
         QCOMM_LOG(LogLevel::Warning, "VantorChunkTask::NofityFinished")
-            << logTag() << " disk space less than " << kDiskSpaceLimitText << " mb, inner cancelled " << guid;
-        resp = asDiskFailure(*resp);
-        const QMutexLocker locker(&m_mutex);
-        m_lastResp = resp;
+            << logTag() << " disk space less than " << kDiskSpaceLimitText << " mb, inner cancelled " << guid();
+        // Intended: the shared record itself, so that whoever holds it sees the failure as well.
+        resp->error_code = kDiskSpaceErrorCode;
+        resp->error_msg = QStringLiteral("disk space not enough");
+        resp->status = QStringLiteral("Failed");
     }
     emitFinished(*resp);
-}
-
-// The caller may be reading the response just received on another thread, so the failure goes into a copy,
-// which then takes its place.
-std::shared_ptr<VantorChunkResp> VantorChunkTask::asDiskFailure(const VantorChunkResp& resp) const
-{
-    std::shared_ptr<VantorChunkResp> copy;
-    switch (resp.action_type) {
-    case VantorChunkActionFetchVersion:
-        copy = std::make_shared<VantorChunkVersionResp>(as<VantorChunkVersionResp>(resp));
-        break;
-    case VantorChunkActionFetchSize:
-        copy = std::make_shared<VantorChunkSizeResp>(as<VantorChunkSizeResp>(resp));
-        break;
-    case VantorChunkActionNormalDownload:
-        copy = std::make_shared<VantorChunkNormalDownloadResp>(as<VantorChunkNormalDownloadResp>(resp));
-        break;
-    case VantorChunkActionRepairDownload:
-        copy = std::make_shared<VantorChunkRepairDownloadResp>(as<VantorChunkRepairDownloadResp>(resp));
-        break;
-    case VantorChunkActionDeleteDatabase:
-        copy = std::make_shared<VantorChunkDeleteDatabaseResp>(as<VantorChunkDeleteDatabaseResp>(resp));
-        break;
-    case VantorChunkActionUnknown:
-        copy = std::make_shared<VantorChunkResp>(resp);
-        break;
-    }
-    copy->error_code = kDiskSpaceErrorCode;
-    copy->error_msg = QStringLiteral("disk space not enough");
-    copy->status = QStringLiteral("Failed");
-    return copy;
 }
 
 void VantorChunkTask::emitFinished(const VantorChunkResp& resp)

@@ -54,19 +54,31 @@ public:
     /// \brief The engine's guid of the last run; empty before the first.
     const QString& GetGuid() const { return m_guid; }
     /// \brief The latest response; null before the first. Any thread.
+    ///
+    /// The record is shared, and the last one of a task that ran out of disk space is rewritten before Finished
+    /// is emitted. Read what is in it in a handler of Finished, or when IsRunning() was false before.
     std::shared_ptr<VantorChunkResp> GetLastResp();
     /// \brief Text that the task's log lines begin with, UTF-8. Set it before Start().
     void SetLogTag(const std::string& tag);
 
 Q_SIGNALS:
+    /// "delete_database" is over. There is no progress of it.
     void ChunkDeleteDatabaseTaskFinished(VantorChunkDeleteDatabaseResp resp);
+    /// A response to "fetch_version", the last one included.
     void ChunkVersionTaskProgressChanged(VantorChunkVersionResp resp);
+    /// "fetch_version" is over.
     void ChunkVersionTaskFinished(VantorChunkVersionResp resp);
+    /// A response to "fetch_size", the last one included.
     void ChunkSizeTaskProgressChanged(VantorChunkSizeResp resp);
+    /// "fetch_size" is over.
     void ChunkSizeTaskFinished(VantorChunkSizeResp resp);
+    /// A response to "normal_download", the last one included.
     void ChunkNormalDownloadTaskProgressChanged(VantorChunkNormalDownloadResp resp);
+    /// "normal_download" is over.
     void ChunkNormalDownloadTaskFinished(VantorChunkNormalDownloadResp resp);
+    /// A response to "repair_download", the last one included.
     void ChunkRepairDownloadTaskProgressChanged(VantorChunkRepairDownloadResp resp);
+    /// "repair_download" is over.
     void ChunkRepairDownloadTaskFinished(VantorChunkRepairDownloadResp resp);
 
 private:
@@ -75,13 +87,12 @@ private:
     VantorChunkTask();
 
     void Reset();
-    void NotifyProgressChanged(const QString& guid, std::shared_ptr<VantorChunkResp> resp);
-    void NofityFinished(const QString& guid, std::shared_ptr<VantorChunkResp> resp);
+    void NotifyProgressChanged(std::shared_ptr<VantorChunkResp> resp);
+    void NofityFinished(std::shared_ptr<VantorChunkResp> resp);
 
     bool emitProgress(const VantorChunkResp& resp);
     void emitFinished(const VantorChunkResp& resp);
-    void guardDiskSpace(const QString& guid);
-    std::shared_ptr<VantorChunkResp> asDiskFailure(const VantorChunkResp& resp) const;
+    void guardDiskSpace();
 
     std::unique_ptr<VantorChunkReq> m_req;
     QString m_guid;
@@ -91,9 +102,12 @@ private:
     std::string m_logTag;
     std::atomic<bool> m_running{false};
 
-    // Guards what the caller's thread writes and the chunk thread reads, or the other way round: the last
-    // response, the installation folder and the log tag.
+    // Guards what the caller's thread writes and the chunk thread reads, or the other way round: the guid, the
+    // last response, the installation folder and the log tag. GetGuid() needs it not: it is called on the
+    // thread that writes the guid.
     mutable QMutex m_mutex;
 
+    void setGuid(const QString& guid);
+    QString guid() const;
     std::string logTag() const;
 };

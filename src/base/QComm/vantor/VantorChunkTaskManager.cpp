@@ -30,10 +30,10 @@ struct VantorChunkTaskManager::Registry : GuidRegistry<VantorChunkTask, QString>
             const std::shared_ptr<VantorChunkResp> resp = VantorChunkResp::FromJsonStr(info);
             if (!resp)
                 continue;
-            delivery.task->NotifyProgressChanged(guid, resp);
+            delivery.task->NotifyProgressChanged(resp);
             if (resp->completed) {
                 RemoveOf(guid, delivery.task);
-                delivery.task->NofityFinished(guid, resp);
+                delivery.task->NofityFinished(resp);
                 return;
             }
         }
@@ -60,6 +60,8 @@ QString VantorChunkTaskManager::StartChunkTask(QSharedPointer<VantorChunkTask> t
         return QString();
     registry->BeginRegistration();
     const QString guid = VantorExporter::Instance()->StartChunkTask(task->m_req->ToJsonStr(), task->m_req->guid);
+    // Before the task can be found: what it logs about its first answer names the guid.
+    task->setGuid(guid);
     if (registry->FinishRegistration(guid, task)) {
         QMetaObject::invokeMethod(
             this, [this, guid] { registry->Deliver(guid, registry->TakeEarly(guid)); }, Qt::QueuedConnection);

@@ -48,8 +48,9 @@ public:
 
     /// \brief Applies a configuration, JSON text; running downloads follow it. Any thread.
     void SetConfig(const QString& config);
-    /// \brief Submits a download list, JSON text.
-    /// \param extra passed to the engine unchanged
+    /// \brief Submits a download list.
+    /// \param downloadList JSON text
+    /// \param extra        passed to the engine unchanged
     /// \return the engine's guid of the new group; empty without an engine. Any thread.
     QString SetDownloadList(const QString& downloadList, const QString& extra);
     /// \brief Asks the engine to cancel a group. Any thread.
@@ -63,9 +64,14 @@ public:
     void CancelChunkTask(const QString& guid);
 
     // Entry points of the engine's callbacks, on the engine's threads. They only emit the signals below.
+
+    /// \brief Emits onSingleTaskCallback.
     void SingleTaskCallback(const QString& group_guid, const QString& task_guid, const QString& data);
+    /// \brief Emits onGroupTaskCallback.
     void GroupTaskCallback(const QString& guid, const QString& data);
+    /// \brief Emits onChunkTaskCallback.
     void ChunkTaskCallback(const QString& guid, const QString& data);
+    /// \brief Emits onStateCallback.
     void StateCallback(QString data);
     /// \brief Does nothing, deliberately: the engine keeps its own log.
     void LogCallback(int severity, const QString& file, int line, int message_start, const QString& message);

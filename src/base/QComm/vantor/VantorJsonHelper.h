@@ -37,6 +37,8 @@ public Q_SLOTS:
     void onParseSingleTaskCallback(const QString& guid, const QString& data);
 
 Q_SIGNALS:
+    /// A group callback has been parsed; `map` holds its keys and values.
     void groupTaskCallback(const QString& guid, const QMap<QString, QVariant>& map);
+    /// A file callback has been parsed; `map` holds its keys and values.
     void singleTaskCallback(const QString& guid, const QMap<QString, QVariant>& map);
 };
