@@ -58,8 +58,9 @@ public:
     static qint64 GetDiskMemory(QString path, bool available);
 
 protected:
-    // The texts from their values, apart from where the values come from.
+    /// \brief The text of memory() for two amounts in bytes.
     static QString MemoryText(double availableBytes, double totalBytes);
+    /// \brief The text of screen() for screens of these sizes in pixels.
     static QString ScreenText(const QVector<QSize>& screens);
 
 private:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Tool/PcInfo.h"
 
+#include "Tool/ComPointer.h"
 #include "Tool/PcInfoTexts.h"
 
 #include <QSettings>
@@ -9,31 +10,6 @@
 #include <windows.h>
 
 #include <dxgi.h>
-
-namespace {
-
-/// Releases a COM object at the end of the scope.
-template<typename T>
-class ComPointer
-{
-public:
-    ComPointer() = default;
-    ~ComPointer()
-    {
-        if (m_object)
-            m_object->Release();
-    }
-    ComPointer(const ComPointer&) = delete;
-    ComPointer& operator=(const ComPointer&) = delete;
-
-    T* operator->() const { return m_object; }
-    T** receive() { return &m_object; }
-
-private:
-    T* m_object = nullptr;
-};
-
-} // namespace
 
 QString PcInfo::ReadCpuType()
 {
