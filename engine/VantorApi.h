@@ -34,7 +34,8 @@ VANTOR_EXPORT void Vantor_SetConfig(const char* config);
 /// \return the group's guid. The text belongs to the engine and stays valid until the process ends.
 VANTOR_EXPORT const char* Vantor_SetDownloadList(const char* downloadList, const char* extra);
 
-/// Stops a group and forgets it without another callback; partial files stay. An empty guid means all groups.
+/// Stops a group or a chunk task and forgets it without another callback; partial files stay. An empty guid means all
+/// of them.
 VANTOR_EXPORT void Vantor_Release(const char* groupGuid);
 
 /// Cancels a group: it ends "Cancelled", partial files stay for resuming. Unknown guids are ignored.
@@ -44,11 +45,11 @@ VANTOR_EXPORT void Vantor_Cancel(const char* groupGuid);
 /// has returned, unless it takes longer than a second or is the caller itself.
 VANTOR_EXPORT void Vantor_RemoveCallback(void);
 
-/// Starts a chunk task. Not supported yet: it is answered with a completed "Failed" response.
-/// \return the task's guid, with the same lifetime as a group's.
+/// Starts a chunk task (JSON): one action on one package.
+/// \return the task's guid, with the same lifetime as a group's: the one that the request asks for, or a new one.
 VANTOR_EXPORT const char* Vantor_StartChunkTask(const char* request, const char* extra);
 
-/// Cancels a chunk task. Unknown guids are ignored.
+/// Cancels a chunk task: it ends "Cancelled", what it has fetched stays. Unknown guids are ignored.
 VANTOR_EXPORT void Vantor_CancelChunkTask(const char* guid);
 
 /// Install one callback each; null uninstalls it.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Engine.h"
 
-#include "ChunkAnswer.h"
 #include "EngineCore.h"
+#include "package/PackageRequest.h"
 
 #include <QUuid>
 
@@ -56,11 +56,42 @@ void Engine::cancel(const QByteArray& groupGuid)
 
 const char* Engine::startChunkTask(const QByteArray& request)
 {
-    const ChunkAnswer answer = chunkAnswer(request);
-    const char* const kept = keep(answer.guid);
-    m_thread.post([answer](EngineCore& core) { core.answerChunkTask(answer.guid, answer.text); });
+    const PackageRequest wanted = parsePackageRequest(request);
+    const QByteArray guid = claimChunkGuid(wanted.guid.toUtf8());
+    const char* const kept = keep(guid);
+    m_thread.post([this, guid, wanted](EngineCore& core) {
+        core.addChunkTask(guid, wanted, [this, guid] { freeChunkGuid(guid); });
+    });
     m_thread.start();
     return kept;
+}
+
+void Engine::cancelChunkTask(const QByteArray& guid)
+{
+    m_thread.postIfRunning([guid](EngineCore& core) { core.cancelChunkTask(guid); });
+}
+
+void Engine::stop()
+{
+    m_thread.stop();
+    const std::lock_guard<std::mutex> lock(m_guidMutex);
+    m_chunkGuids.clear();
+}
+
+/// Two tasks of one guid could not be told apart by their callbacks.
+QByteArray Engine::claimChunkGuid(const QByteArray& wanted)
+{
+    const std::lock_guard<std::mutex> lock(m_guidMutex);
+    const bool usable = !wanted.isEmpty() && m_chunkGuids.count(wanted) == 0;
+    const QByteArray guid = usable ? wanted : QUuid::createUuid().toString(QUuid::WithoutBraces).toUtf8();
+    m_chunkGuids.insert(guid);
+    return guid;
+}
+
+void Engine::freeChunkGuid(const QByteArray& guid)
+{
+    const std::lock_guard<std::mutex> lock(m_guidMutex);
+    m_chunkGuids.erase(guid);
 }
 
 void Engine::setStateCallback(VantorStateCallback callback)

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <deque>
 #include <mutex>
+#include <set>
 
 namespace VantorEngine {
 
@@ -27,18 +28,22 @@ public:
     const char* setDownloadList(const QByteArray& downloadList);
     void release(const QByteArray& groupGuid);
     void cancel(const QByteArray& groupGuid);
+    /// \return the task's guid: the one asked for, unless it is missing or a task has it; valid as above.
     const char* startChunkTask(const QByteArray& request);
+    void cancelChunkTask(const QByteArray& guid);
     void setStateCallback(VantorStateCallback callback);
     CallbackTable& callbacks() { return m_callbacks; }
 
     /// Ends the engine's thread; a later request starts it anew.
-    void stop() { m_thread.stop(); }
+    void stop();
 
 private:
     Engine();
 
     const char* keep(const QByteArray& guid);
     void reportState();
+    QByteArray claimChunkGuid(const QByteArray& wanted);
+    void freeChunkGuid(const QByteArray& guid);
 
     CallbackTable m_callbacks;
     Log m_log;
@@ -47,6 +52,7 @@ private:
     std::atomic<int> m_startCount{0};
     std::mutex m_guidMutex;
     std::deque<QByteArray> m_guids;
+    std::set<QByteArray> m_chunkGuids; ///< of chunk tasks that have not ended
 };
 
 } // namespace VantorEngine

@@ -5,6 +5,7 @@
 #include "EngineThread.h"
 #include "ExitHook.h"
 #include "GroupJob.h"
+#include "package/PackageTasks.h"
 
 #include <QCoreApplication>
 #include <QEvent>
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 namespace VantorEngine {
 
@@ -22,15 +24,18 @@ constexpr char kRunningState[] = R"({"state":"Running"})";
 
 } // namespace
 
-EngineCore::EngineCore(CallbackTable& callbacks, Log& log, Settings& settings) : m_services(callbacks, log, settings)
+EngineCore::EngineCore(CallbackTable& callbacks, Log& log, Settings& settings)
+    : m_services(callbacks, log, settings), m_packages(std::make_unique<PackageTasks>(m_services))
 {
-    m_services.bodyBegun = [this](const QString& scheme) { onBodyBegun(scheme); };
+    m_services.networkUsed = [this](const QString& use) { onNetworkUsed(use); };
+    connect(&m_services.proxies, &Proxies::answered, this, [this] { onNetworkUsed(QStringLiteral("proxies")); });
     useSettings();
 }
 
 EngineCore::~EngineCore()
 {
     qDeleteAll(m_groups);
+    m_packages.reset();
     // Transfers and replies that were left to be deleted use the services: they go first.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
 }
@@ -60,6 +65,7 @@ void EngineCore::useSettings()
     for (GroupJob* group : m_groups) {
         group->intervalChanged();
     }
+    m_packages->intervalChanged();
     scheduleSoon();
 }
 
@@ -128,13 +134,18 @@ void EngineCore::release(const QByteArray& guid)
             remove(group);
         }
     }
+    m_packages->release(guid);
     m_services.outbox.drop(guid);
 }
 
-void EngineCore::answerChunkTask(const QByteArray& guid, const QByteArray& answer)
+void EngineCore::addChunkTask(const QByteArray& guid, const PackageRequest& request, std::function<void()> ended)
 {
-    m_services.outbox.hold(guid);
-    m_services.outbox.sendChunkTask(guid, answer);
+    m_packages->add(guid, request, std::move(ended));
+}
+
+void EngineCore::cancelChunkTask(const QByteArray& guid)
+{
+    m_packages->cancel(guid);
 }
 
 void EngineCore::reportState(int startCount)
@@ -174,7 +185,7 @@ void EngineCore::schedule()
             scheduleSoon();
             return;
         }
-        if (!startOne()) {
+        if (!startOne() && !widenOne()) {
             return;
         }
     }
@@ -194,6 +205,12 @@ bool EngineCore::startOne()
     return false;
 }
 
+/// Connections that no file waits for go to large files that are being transferred.
+bool EngineCore::widenOne()
+{
+    return std::any_of(m_groups.cbegin(), m_groups.cend(), [](GroupJob* group) { return group->widenNext(); });
+}
+
 int EngineCore::slotsHeld() const
 {
     int held = 0;
@@ -204,10 +221,10 @@ int EngineCore::slotsHeld() const
 }
 
 /// The network library makes its globals on first use. A process that ends must stop the engine before they go.
-void EngineCore::onBodyBegun(const QString& scheme)
+void EngineCore::onNetworkUsed(const QString& use)
 {
-    if (!m_schemesSeen.contains(scheme)) {
-        m_schemesSeen.insert(scheme);
+    if (!m_usesSeen.contains(use)) {
+        m_usesSeen.insert(use);
         callAtExit(stopEngineThread);
     }
 }

@@ -2,16 +2,20 @@
 #pragma once
 
 #include "EngineServices.h"
+#include "package/PackageRequest.h"
 
 #include <QByteArray>
 #include <QObject>
 #include <QSet>
 
+#include <functional>
+#include <memory>
 #include <vector>
 
 namespace VantorEngine {
 
 class GroupJob;
+class PackageTasks;
 
 /// The engine proper: all groups and what they share. Created, used and destroyed on the engine's thread.
 class EngineCore : public QObject
@@ -27,9 +31,11 @@ public:
     void useSettings();
     void addGroup(const QByteArray& guid, const QByteArray& downloadList);
     void cancel(const QByteArray& guid);
-    /// Forgets a group without another callback; all groups when the guid is empty.
+    /// Forgets a group or a chunk task without another callback; all of them when the guid is empty.
     void release(const QByteArray& guid);
-    void answerChunkTask(const QByteArray& guid, const QByteArray& answer);
+    /// \param ended called once when the guid is free again.
+    void addChunkTask(const QByteArray& guid, const PackageRequest& request, std::function<void()> ended);
+    void cancelChunkTask(const QByteArray& guid);
     /// Tells the state callback that the engine runs, once per callback and \a startCount.
     void reportState(int startCount);
 
@@ -41,16 +47,18 @@ private:
     void scheduleSoon();
     void schedule();
     bool startOne();
+    bool widenOne();
     int slotsHeld() const;
     void remove(GroupJob* group);
-    void onBodyBegun(const QString& scheme);
+    void onNetworkUsed(const QString& use);
 
     EngineServices m_services;
     std::vector<GroupJob*> m_groups; ///< in order of arrival; owned
     std::size_t m_nextGroup = 0;     ///< whose turn it is
+    std::unique_ptr<PackageTasks> m_packages;
     bool m_scheduled = false;
     QString m_loadedCaFile;
-    QSet<QString> m_schemesSeen;
+    QSet<QString> m_usesSeen;
     VantorStateCallback m_stateReportedTo = nullptr;
     int m_stateReportedFor = 0;
 };

@@ -4,15 +4,19 @@
 #include "BandwidthLimiter.h"
 #include "CallbackOutbox.h"
 #include "CallbackTable.h"
+#include "DiskSpace.h"
 #include "Hasher.h"
 #include "HostNames.h"
 #include "Log.h"
 #include "NetworkPool.h"
 #include "PathRegistry.h"
+#include "Proxies.h"
 #include "Settings.h"
+#include "WorkerPool.h"
 
 #include <QElapsedTimer>
 #include <QSslConfiguration>
+#include <QSslSocket>
 
 #include <functional>
 #include <memory>
@@ -23,7 +27,12 @@ namespace VantorEngine {
 struct EngineServices
 {
     EngineServices(CallbackTable& callbackTable, Log& engineLog, Settings& engineSettings)
-        : callbacks(callbackTable), log(engineLog), settings(engineSettings), outbox(callbackTable)
+        : callbacks(callbackTable),
+          log(engineLog),
+          settings(engineSettings),
+          proxies(engineSettings),
+          network(proxies),
+          outbox(callbackTable)
     {
         clock.start();
     }
@@ -32,11 +41,15 @@ struct EngineServices
     Log& log;
     Settings& settings;
     QElapsedTimer clock;
+    Proxies proxies;
     NetworkPool network;
-    std::unique_ptr<QSslConfiguration> tls;               ///< null: the default one
-    std::function<void(const QString& scheme)> bodyBegun; ///< told of each body that begins to arrive
+    std::unique_ptr<QSslConfiguration> tls;              ///< null: the default one
+    std::function<void(const QString& use)> networkUsed; ///< told of each request, and of each body by its scheme
+    std::function<bool()> tlsAvailable = QSslSocket::supportsSsl;
     BandwidthLimiter limiter;
+    DiskSpace disk;
     Hasher hasher;
+    WorkerPool workers;
     HostNames hostNames;
     PathRegistry paths;
     CallbackOutbox outbox;

@@ -7,6 +7,10 @@
 #include "Waker.h"
 
 #include <QCoreApplication>
+#include <QHostInfo>
+#include <QMetaType>
+#include <QNetworkProxy>
+#include <QSharedPointer>
 
 #include <utility>
 
@@ -23,6 +27,16 @@ void ensureApplication()
     if (QCoreApplication::instance() == nullptr) {
         new QCoreApplication(argumentCount, arguments); // stays until the process is gone
     }
+}
+
+/// Qt makes globals on first use: for types that travel in queued signals, for proxies, for host names. They must be
+/// there before the exit hook, so that they go after the thread has been stopped: the process may end while the first
+/// connection is being made, or the first response, which travels so, is on its way.
+void makeGlobals()
+{
+    qRegisterMetaType<QSharedPointer<char>>("QSharedPointer<char>");
+    QNetworkProxy::applicationProxy();
+    QHostInfo::abortHostLookup(-1); // there is none: it makes what keeps them
 }
 
 } // namespace
@@ -94,6 +108,7 @@ void EngineThread::attach(Waker* waker)
 void EngineThread::Worker::run()
 {
     ensureApplication();
+    makeGlobals();
     EngineCore core(m_owner.m_callbacks, m_owner.m_log, m_owner.m_settings);
     Waker waker([this, &core] { m_owner.runTasks(core); });
     qAddPostRoutine(stopEngineThread);

@@ -5,17 +5,17 @@ namespace VantorEngine {
 
 FileError FileError::net(int code, const QString& message, bool transient, int internalCode)
 {
-    return {Kind::Net, code, internalCode, message, transient};
+    return {Kind::Net, code, internalCode, message, transient, 0};
 }
 
 FileError FileError::write(WriteErrorCode code, const QString& message, int internalCode)
 {
-    return {Kind::Write, code, internalCode, message, false};
+    return {Kind::Write, code, internalCode, message, false, 0};
 }
 
 FileError FileError::checksum(const QString& message)
 {
-    return {Kind::Checksum, kChecksumMismatch, 0, message, false};
+    return {Kind::Checksum, kChecksumMismatch, 0, message, false, 0};
 }
 
 const char* errorKey(FileError::Kind kind)

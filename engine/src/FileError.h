@@ -7,12 +7,15 @@ namespace VantorEngine {
 
 /// Codes of "url_net_error" beside Qt's network errors (below 400) and HTTP statuses (400 to 599).
 enum NetErrorCode {
-    kWrongLength = 900,   ///< the response announces or carries another size than the list
-    kShortBody = 901,     ///< the transfer ended before the whole size had arrived
-    kWrongRange = 902,    ///< partial content that does not start where it was asked to
-    kStalled = 903,       ///< nothing received for the stall time-out
-    kBadUrl = 904,        ///< no URL, or a scheme other than http and https
-    kUnusableStatus = 905 ///< an HTTP status below 400 that brings no content
+    kWrongLength = 900,    ///< the response announces or carries another size than the list
+    kShortBody = 901,      ///< the transfer ended before the whole size had arrived
+    kWrongRange = 902,     ///< partial content that does not start where it was asked to
+    kStalled = 903,        ///< nothing received for the stall time-out
+    kBadUrl = 904,         ///< no URL, or a scheme other than http and https
+    kUnusableStatus = 905, ///< an HTTP status below 400 that brings no content
+    kNoResponse = 906,     ///< no connection, or no answer, for the response time-out
+    kTlsMissing = 907,     ///< https, and the system has no TLS library that Qt can use
+    kFileChanged = 908     ///< the server's file is not the one that the partial file is of
 };
 
 /// Codes of "file_write_error".
@@ -36,9 +39,10 @@ struct FileError
 
     Kind kind = Kind::None;
     int code = 0;
-    int internalCode = 0;   ///< the Qt error number behind it, 0 when there is none
-    QString message;        ///< English, for logs
-    bool transient = false; ///< worth another attempt
+    int internalCode = 0;    ///< the Qt error number behind it, 0 when there is none
+    QString message;         ///< English, for logs
+    bool transient = false;  ///< worth another attempt
+    qint64 retryAfterMs = 0; ///< what the server asked to wait before it, 0: it did not
 
     static FileError net(int code, const QString& message, bool transient, int internalCode = 0);
     static FileError write(WriteErrorCode code, const QString& message, int internalCode = 0);

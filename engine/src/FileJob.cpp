@@ -41,19 +41,23 @@ FileJob::FileJob(FileSpec wanted, const QString& groupGuid, EngineServices& serv
       m_nameProblem(problemOf(m_spec)),
       m_destination(destinationOf(m_spec, m_nameProblem)),
       m_pathKey(m_destination.isEmpty() ? QString() : VantorEngine::pathKey(m_destination)),
-      m_partial(m_destination),
-      m_retries(services.settings),
-      m_size(m_spec.size)
+      m_folder(m_destination.isEmpty() ? QString() : QFileInfo(m_destination).absolutePath()),
+      m_body(m_destination),
+      m_retries(services.settings)
 {
     m_state.guid = QUuid::createUuid().toString(QUuid::WithoutBraces);
     m_state.groupGuid = groupGuid;
     m_state.url = m_spec.url;
-    m_state.size = qMax<qint64>(0, m_size);
+    m_state.size = qMax<qint64>(0, m_spec.size);
 }
 
 FileJob::~FileJob()
 {
+    m_attempt.reset();
+    m_body.close();
     m_services.hasher.forget(m_hashId);
+    m_services.hasher.forget(m_followId);
+    releaseSpace(m_reserved);
     if (m_holdsPath) {
         m_services.paths.release(m_pathKey);
     }
@@ -65,9 +69,24 @@ void FileJob::setStatus(ItemStatus status)
     m_listener.fileChanged(*this);
 }
 
+void FileJob::survey()
+{
+    if (m_destination.isEmpty()) {
+        return;
+    }
+    const QFileInfo present(m_destination);
+    if (m_spec.size > 0 && present.isFile() && present.size() == m_spec.size) {
+        m_state.existing = m_spec.size; // until its digest says otherwise
+        return;
+    }
+    loadPartial();
+    m_state.existing = m_body.onDisk().total();
+    reserveSpace();
+}
+
 void FileJob::start()
 {
-    m_holdsSlot = true;
+    m_slotsHeld = 1;
     m_state.error = {};
     setStatus(ItemStatus::Start);
     if (m_prepared) {
@@ -84,13 +103,17 @@ void FileJob::prepare()
         failForGood(FileError::write(kNameRefused, m_nameProblem));
         return;
     }
-    if (!isFetchable(QUrl(m_spec.url))) {
+    const QUrl url(m_spec.url);
+    if (!isFetchable(url)) {
         failForGood(FileError::net(kBadUrl, QStringLiteral("not a http or https URL"), false));
         return;
     }
-    const QString folder = QFileInfo(m_destination).absolutePath();
-    if (!QDir().mkpath(folder)) {
-        failForGood(FileError::write(kFolderFailed, QStringLiteral("cannot make the folder %1").arg(folder)));
+    if (url.scheme().toLower() == QLatin1String("https") && !m_services.tlsAvailable()) {
+        failForGood(FileError::net(kTlsMissing, QStringLiteral("there is no TLS library for https"), false));
+        return;
+    }
+    if (!QDir().mkpath(m_folder)) {
+        failForGood(FileError::write(kFolderFailed, QStringLiteral("cannot make the folder %1").arg(m_folder)));
         return;
     }
     checkDestination();
@@ -101,8 +124,8 @@ void FileJob::prepare()
 void FileJob::checkDestination()
 {
     const QFileInfo present(m_destination);
-    const bool comparable = m_size >= 0 || !m_spec.md5.isEmpty();
-    if (!comparable || !present.isFile() || (m_size >= 0 && present.size() != m_size)) {
+    const bool comparable = m_spec.size >= 0 || !m_spec.md5.isEmpty();
+    if (!comparable || !present.isFile() || (m_spec.size >= 0 && present.size() != m_spec.size)) {
         preparePartial();
     } else if (m_spec.md5.isEmpty()) {
         acceptDestination();
@@ -122,13 +145,13 @@ void FileJob::onDestinationHashed(const HashResult& result)
 
 void FileJob::acceptDestination()
 {
-    m_size = QFileInfo(m_destination).size();
-    m_state.size = m_size;
-    m_state.existing = m_size;
+    const qint64 size = QFileInfo(m_destination).size();
+    m_state.size = size;
+    m_state.existing = size;
     setStatus(ItemStatus::Prepared);
     becomeThrough();
     if (!m_spec.md5.isEmpty()) {
-        m_state.verified = m_size;
+        m_state.verified = size;
         setStatus(ItemStatus::Verified);
     }
     end(ItemStatus::Success);
@@ -136,19 +159,59 @@ void FileJob::acceptDestination()
 
 void FileJob::preparePartial()
 {
-    const qint64 found = m_partial.size();
-    const bool tooLong = m_size >= 0 && found > m_size;
-    if (found > 0 && (tooLong || !m_spec.resume)) {
-        m_partial.remove();
+    loadPartial();
+    m_state.existing = m_body.onDisk().total();
+    if (!reserveSpace() || !spaceIsLeft()) {
+        failForGood(FileError::write(
+            kDiskFull, QStringLiteral("the volume of %1 has no room for %2 bytes").arg(m_folder).arg(missingBytes())));
+        return;
     }
-    m_state.existing = m_partial.size();
     m_prepared = true;
     setStatus(ItemStatus::Prepared);
-    if (m_size > 0 && m_state.existing == m_size) {
+    const qint64 size = m_spec.size >= 0 ? m_spec.size : m_body.version().size;
+    if (size > 0 && m_state.existing == size) {
         finishBody();
         return;
     }
     beginAttempt();
+}
+
+void FileJob::loadPartial()
+{
+    if (m_spec.resume) {
+        m_body.load(m_spec.url, m_spec.size);
+    }
+}
+
+qint64 FileJob::missingBytes() const
+{
+    const qint64 size = m_spec.size >= 0 ? m_spec.size : m_body.version().size;
+    return qMax<qint64>(0, size - m_body.onDisk().total());
+}
+
+/// Sets aside what is still to be written. Files of unknown size take part once it is known.
+bool FileJob::reserveSpace()
+{
+    const qint64 further = missingBytes() - m_reserved;
+    if (!m_services.disk.reserve(m_folder, further)) {
+        return false;
+    }
+    m_reserved += qMax<qint64>(0, further);
+    return true;
+}
+
+void FileJob::releaseSpace(qint64 bytes)
+{
+    const qint64 released = qMin(bytes, m_reserved);
+    m_reserved -= released;
+    m_services.disk.release(m_folder, released);
+}
+
+/// Others write to the volume, too.
+bool FileJob::spaceIsLeft()
+{
+    m_spaceCheckedMs = m_services.clock.elapsed();
+    return m_reserved == 0 || m_services.disk.hasFree(m_folder, m_reserved);
 }
 
 void FileJob::beginAttempt()
@@ -156,113 +219,120 @@ void FileJob::beginAttempt()
     if (m_cancelled) {
         return;
     }
-    m_offset = m_spec.resume ? m_partial.size() : 0;
-    TransferRequest request;
-    request.url = QUrl(m_spec.url);
-    request.offset = m_offset;
-    request.sizeHeader = m_spec.sizeHeader;
-    request.stallTimeoutMs = m_services.settings.stallTimeoutMs;
     m_speed.start(m_services.clock.elapsed());
-    m_transfer = std::make_unique<Transfer>(m_services.network, m_services.limiter, static_cast<TransferSink&>(*this));
-    m_transfer->start(request, m_services.tls.get());
+    const AttemptOrder order{m_spec.url,    m_spec.size,           m_spec.sizeHeader,
+                             m_spec.resume, !m_spec.md5.isEmpty(), !m_startedOver && !m_mismatched};
+    m_attempt = std::make_unique<Attempt>(order, m_body, m_services, static_cast<AttemptListener&>(*this));
+    m_attempt->start();
+    if (m_services.networkUsed) {
+        m_services.networkUsed(QStringLiteral("request"));
+    }
 }
 
-void FileJob::transferResponse(const ResponseHead& head, const QUrl& finalUrl)
+void FileJob::widen()
+{
+    ++m_slotsHeld;
+    m_attempt->widen();
+}
+
+void FileJob::attemptNarrowed()
+{
+    --m_slotsHeld;
+    m_listener.fileSlotFree(*this);
+}
+
+void FileJob::attemptResponse(const ResponseHead& head, const QUrl& finalUrl)
 {
     m_state.response = {head.status, head.headersJson};
     m_state.hostName = finalUrl.host();
     m_state.remoteAddress = m_services.hostNames.addressOf(m_state.hostName);
-    const Verdict verdict = judgeResponse({m_offset, m_size}, head);
-    switch (verdict.action) {
-    case Verdict::Action::Take:
-        takeBody(verdict);
-        break;
-    case Verdict::Action::Complete:
-        m_transfer->stop();
-        m_size = verdict.size;
-        m_state.size = m_size;
-        finishBody();
-        break;
-    case Verdict::Action::StartOver:
-        startOver();
-        break;
-    case Verdict::Action::Fail:
-        failAttempt(verdict.error);
-        break;
-    }
 }
 
-void FileJob::takeBody(const Verdict& verdict)
+void FileJob::attemptBegun()
 {
-    m_size = verdict.size;
-    m_state.size = qMax<qint64>(0, m_size);
-    if (!m_partial.open(verdict.offset)) {
-        failForGood(m_partial.error());
+    m_state.size = qMax<qint64>(0, m_spec.size >= 0 ? m_spec.size : m_body.version().size);
+    updateWritten();
+    if (!reserveSpace()) {
+        failForGood(FileError::write(
+            kDiskFull, QStringLiteral("the volume of %1 has no room for %2 bytes").arg(m_folder).arg(missingBytes())));
         return;
     }
-    updateWritten();
-    if (m_services.bodyBegun) {
-        m_services.bodyBegun(QUrl(m_spec.url).scheme());
+    followBody();
+    if (m_services.networkUsed) {
+        m_services.networkUsed(QUrl(m_spec.url).scheme());
     }
     setStatus(ItemStatus::Downloading);
 }
 
-/// The server cannot go on where the partial file ends. Once per file, the whole is asked for instead.
-void FileJob::startOver()
+/// The digest goes along with the body: over what is there from earlier first.
+void FileJob::followBody()
 {
-    const FileError refused = FileError::net(
-        m_state.response.status, QStringLiteral("the server refused the range from byte %1").arg(m_offset), false);
-    if (std::exchange(m_startedOver, true)) {
-        failAttempt(refused);
+    if (m_spec.md5.isEmpty()) {
         return;
     }
-    m_transfer->stop();
-    m_partial.remove();
+    if (std::exchange(m_followedGeneration, m_body.generation()) != m_body.generation()) {
+        m_services.hasher.forget(std::exchange(m_followId, 0)); // of bytes that are gone
+    }
+    if (m_followId == 0) {
+        m_followId = m_services.hasher.follow(m_body.path(), [this](const HashResult& result) {
+            m_followId = 0;
+            onHashed(result, &FileJob::onVerified);
+        });
+    }
+    m_services.hasher.extend(m_followId, m_body.onDisk().prefix());
+}
+
+void FileJob::attemptGrew(qint64 bytes)
+{
+    m_speed.add(bytes);
+    releaseSpace(bytes);
     updateWritten();
+    m_services.hasher.extend(m_followId, m_body.onDisk().prefix());
+    if (m_services.clock.elapsed() - m_spaceCheckedMs >= kSpaceCheckMs && !spaceIsLeft()) {
+        failForGood(FileError::write(kDiskFull, QStringLiteral("the volume of %1 is full").arg(m_folder)));
+    }
+}
+
+/// What is there cannot be gone on from. Once per file, the whole is asked for instead.
+void FileJob::attemptRefused(const FileError& error)
+{
+    const bool again = std::exchange(m_startedOver, true);
+    if (again && !error.transient) {
+        failForGood(error);
+        return;
+    }
+    startOver();
+    if (again) {
+        attemptFailed(error);
+        return;
+    }
     // Queued, because the transfer that reports this is replaced.
     QMetaObject::invokeMethod(this, &FileJob::beginAttempt, Qt::QueuedConnection);
 }
 
-void FileJob::transferData(const char* data, qint64 length)
+void FileJob::startOver()
 {
-    if (m_size >= 0 && m_partial.size() + length > m_size) {
-        failAttempt(FileError::net(
-            kWrongLength, QStringLiteral("the server sent more than the %1 bytes expected").arg(m_size), true));
-        return;
-    }
-    if (!m_partial.write(data, length)) {
-        failForGood(m_partial.error());
-        return;
-    }
-    m_speed.add(length);
+    endAttempt();
+    m_services.hasher.forget(std::exchange(m_followId, 0));
+    m_body.remove();
     updateWritten();
 }
 
-void FileJob::transferEnded(const FileError& error)
+void FileJob::attemptComplete()
 {
-    if (error.kind != FileError::Kind::None) {
-        failAttempt(error);
-        return;
-    }
-    // Qt can report an early close by the server as a good end.
-    if (m_size >= 0 && m_partial.size() < m_size) {
-        failAttempt(FileError::net(
-            kShortBody, QStringLiteral("the transfer ended after %1 of %2 bytes").arg(m_partial.size()).arg(m_size),
-            true));
-        return;
-    }
     finishBody();
 }
 
 void FileJob::finishBody()
 {
-    if (!m_partial.close()) {
-        failForGood(m_partial.error());
+    endAttempt();
+    if (!m_body.close()) {
+        failForGood(m_body.error());
         return;
     }
-    m_size = m_partial.size();
-    m_state.size = m_size;
+    m_state.size = m_body.onDisk().total();
     updateWritten();
+    releaseSpace(m_reserved);
     m_state.bandwidth = 0;
     becomeThrough();
     verify();
@@ -274,60 +344,106 @@ void FileJob::verify()
         place();
         return;
     }
+    if (m_followId == 0) {
+        setStatus(ItemStatus::Verifying);
+        hash(m_body.path(), &FileJob::onVerified);
+        return;
+    }
+    m_hashId = std::exchange(m_followId, 0);
+    m_verifySpeed.start(m_services.clock.elapsed());
+    m_state.verified = m_services.hasher.processed(m_hashId); // while the body came: not the speed of now
     setStatus(ItemStatus::Verifying);
-    hash(m_partial.path(), &FileJob::onVerified);
+    m_services.hasher.finish(m_hashId);
 }
 
 void FileJob::onVerified(const HashResult& result)
 {
     if (result.outcome == HashResult::Outcome::Unreadable) {
         failForGood(
-            FileError::write(kReadFailed, QStringLiteral("cannot read %1: %2").arg(m_partial.path(), result.message)));
+            FileError::write(kReadFailed, QStringLiteral("cannot read %1: %2").arg(m_body.path(), result.message)));
         return;
     }
     if (result.md5 != m_spec.md5) {
-        // Nothing of it can be trusted, so nothing is kept for resuming.
-        m_partial.remove();
-        failForGood(FileError::checksum(QStringLiteral("MD5 is %1, expected %2")
-                                            .arg(QString::fromLatin1(result.md5), QString::fromLatin1(m_spec.md5))));
+        onMismatch(result);
         return;
     }
-    m_state.verified = m_size;
+    m_state.verified = m_state.size;
     setStatus(ItemStatus::Verified);
     place();
 }
 
-void FileJob::place()
+/// Nothing of it can be trusted, so nothing is kept. It is fetched once more, as a whole: a transfer may have been
+/// damaged, or what was there from before. That is not told as a failure, because hosts answer a failed digest by
+/// removing the partial file, which is being written again by then.
+void FileJob::onMismatch(const HashResult& result)
 {
-    if (!m_partial.moveInto(m_destination)) {
-        failForGood(m_partial.error());
+    const FileError error = FileError::checksum(
+        QStringLiteral("MD5 is %1, expected %2").arg(QString::fromLatin1(result.md5), QString::fromLatin1(m_spec.md5)));
+    m_body.remove();
+    if (std::exchange(m_mismatched, true)) {
+        failForGood(error);
         return;
     }
-    end(ItemStatus::Success);
+    VANTOR_LOG(m_services.log, Warning, QStringLiteral("%1 is fetched again: %2").arg(m_spec.url, error.message));
+    ++m_state.retries;
+    m_state.verified = 0;
+    m_state.verifiedSpeed = 0;
+    updateWritten();
+    retryLater(0);
+}
+
+/// Another program may hold the old file, or look into the new one, for a moment.
+void FileJob::place()
+{
+    bool busy = false;
+    if (m_body.moveInto(m_destination, busy)) {
+        end(ItemStatus::Success);
+        return;
+    }
+    if (!busy || ++m_placeAttempts >= kPlaceAttempts) {
+        failForGood(m_body.error());
+        return;
+    }
+    QTimer::singleShot(kPlaceRetryMs, this, [this] {
+        if (!m_state.completed) {
+            place();
+        }
+    });
 }
 
 void FileJob::hash(const QString& path, void (FileJob::*next)(const HashResult&))
 {
     m_verifySpeed.start(m_services.clock.elapsed());
-    m_hashId = m_services.hasher.start(path, [this, next](const HashResult& result) {
-        m_hashId = 0;
-        if (m_cancelled) {
-            end(ItemStatus::Cancelled);
-            return;
-        }
-        (this->*next)(result);
-    });
+    m_state.verified = 0;
+    m_hashId = m_services.hasher.start(path, [this, next](const HashResult& result) { onHashed(result, next); });
 }
 
-void FileJob::failAttempt(const FileError& error)
+void FileJob::onHashed(const HashResult& result, void (FileJob::*next)(const HashResult&))
 {
-    m_transfer->stop();
-    if (!m_partial.close()) {
-        failForGood(m_partial.error());
+    if (m_hashId == 0) {
+        return; // following ended early: the file is hashed when it is complete
+    }
+    m_hashId = 0;
+    if (m_cancelled) {
+        end(ItemStatus::Cancelled);
+        return;
+    }
+    (this->*next)(result);
+}
+
+void FileJob::attemptFailed(const FileError& error)
+{
+    if (error.kind == FileError::Kind::Write) {
+        failForGood(error);
+        return;
+    }
+    endAttempt();
+    if (!m_body.close()) {
+        failForGood(m_body.error());
         return;
     }
     updateWritten();
-    const int delayMs = error.transient ? m_retries.nextDelay(m_partial.size()) : -1;
+    const int delayMs = error.transient ? m_retries.nextDelay(m_body.onDisk().total(), error.retryAfterMs) : -1;
     if (delayMs < 0) {
         failForGood(error);
         return;
@@ -336,7 +452,7 @@ void FileJob::failAttempt(const FileError& error)
     m_state.error = error;
     m_state.bandwidth = 0;
     setStatus(ItemStatus::Failed);
-    freeSlot();
+    freeSlots();
     retryLater(delayMs);
 }
 
@@ -351,10 +467,8 @@ void FileJob::retryLater(int delayMs)
 
 void FileJob::failForGood(FileError error)
 {
-    if (m_transfer) {
-        m_transfer->stop();
-    }
-    m_partial.close();
+    endAttempt();
+    m_body.close();
     updateWritten();
     m_state.error = std::move(error);
     VANTOR_LOG(m_services.log, Warning, QStringLiteral("%1 failed: %2").arg(m_spec.url, m_state.error.message));
@@ -367,10 +481,8 @@ void FileJob::cancel()
         return;
     }
     m_cancelled = true;
-    if (m_transfer) {
-        m_transfer->stop();
-    }
-    m_partial.close();
+    endAttempt();
+    m_body.close();
     if (m_state.status == ItemStatus::Pending) {
         end(ItemStatus::Cancelled);
         return;
@@ -389,6 +501,8 @@ void FileJob::end(ItemStatus status)
     m_state.bandwidth = 0;
     m_state.verifiedSpeed = 0;
     m_state.completed = true;
+    m_services.hasher.forget(std::exchange(m_followId, 0));
+    releaseSpace(m_reserved);
     if (m_holdsPath) {
         m_holdsPath = false;
         m_services.paths.release(m_pathKey);
@@ -397,26 +511,32 @@ void FileJob::end(ItemStatus status)
     if (!std::exchange(m_through, true)) {
         m_listener.fileThrough(*this);
     }
-    freeSlot();
+    freeSlots();
     m_listener.fileEnded(*this);
 }
 
 void FileJob::becomeThrough()
 {
-    m_through = true;
     setStatus(ItemStatus::Downloaded);
-    m_listener.fileThrough(*this);
-    freeSlot();
+    if (!std::exchange(m_through, true)) {
+        m_listener.fileThrough(*this);
+    }
+    freeSlots();
 }
 
-void FileJob::freeSlot()
+/// Ends the connections. Thousands of files that have ended must not keep theirs.
+void FileJob::endAttempt()
 {
-    if (m_transfer) {
-        // It may be the one that is calling; thousands of files that have ended must not keep theirs.
-        m_transfer->stop();
-        m_transfer.release()->deleteLater();
+    if (m_attempt) {
+        m_attempt->stop();
+        m_attempt.release()->deleteLater(); // it may be the one that is calling
     }
-    if (std::exchange(m_holdsSlot, false)) {
+}
+
+void FileJob::freeSlots()
+{
+    while (m_slotsHeld > 0) {
+        --m_slotsHeld;
         m_listener.fileSlotFree(*this);
     }
 }
@@ -427,7 +547,7 @@ void FileJob::updateWritten()
     if (!m_prepared) {
         return; // what lies there has not been taken up
     }
-    const qint64 onDisk = m_partial.size();
+    const qint64 onDisk = m_body.onDisk().total();
     if (onDisk < m_state.existing) {
         m_state.existing = 0;
     }

@@ -40,7 +40,7 @@ bool isDeviceName(const QString& name)
 
 } // namespace
 
-QString nameProblem(const QString& name, NameRules rules)
+QString nameProblem(const QString& name, NameRules rules, int suffix)
 {
     if (name.isEmpty()) {
         return QStringLiteral("the file has no name");
@@ -48,6 +48,10 @@ QString nameProblem(const QString& name, NameRules rules)
     if (name == QLatin1String(".") || name == QLatin1String("..") ||
         std::any_of(name.cbegin(), name.cend(), isForbidden)) {
         return QStringLiteral("the file name could leave its folder");
+    }
+    const int length = rules == NameRules::Portable ? name.toUtf8().size() : name.size();
+    if (length > kLongestName - suffix) {
+        return QStringLiteral("the file name is too long");
     }
     if (rules == NameRules::Portable) {
         return {};

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <QByteArray>
 #include <QString>
+
+class QFile;
 
 namespace VantorEngine {
 
@@ -10,11 +13,25 @@ struct ReplaceProblem
 {
     QString message;
     int systemError = 0;
+    bool busy = false; ///< another program holds one of the two files
 };
 
 /// Renames a file in one step, over an existing one: at every moment the destination is the old or the new file.
 /// \param problem set on failure.
 bool replaceFile(const QString& from, const QString& to, ReplaceProblem& problem);
+
+/// Lets an open file have holes that take no space and no time to skip, where the system must be told so.
+void setSparse(QFile& file);
+
+/// A volume, by a name that only it has, and what a user may still write to it.
+struct Volume
+{
+    QByteArray id; ///< empty: not found out
+    qint64 freeBytes = 0;
+};
+
+/// The volume of a folder that exists.
+Volume volumeOf(const QString& folder);
 
 /// Forgets the calling thread's last system error.
 void clearSystemError();

@@ -26,10 +26,11 @@ GroupJob::~GroupJob() = default;
 
 void GroupJob::open()
 {
-    setStatus(GroupStatus::Pending);
     for (const std::unique_ptr<FileJob>& file : m_files) {
+        file->survey();
         m_ready.push_back(file.get());
     }
+    setStatus(GroupStatus::Pending);
     setStatus(GroupStatus::Start);
     scheduleTick();
     emit workAvailable();
@@ -73,6 +74,7 @@ void GroupJob::abandon()
     m_tick.stop();
     m_ready.clear();
     m_blocked.clear();
+    m_running.clear();
     m_files.clear();
     m_slotsHeld = 0;
     m_services.outbox.drop(m_guid);
@@ -90,10 +92,23 @@ bool GroupJob::startNext()
             setStatus(GroupStatus::Progressing);
         }
         ++m_slotsHeld;
+        m_running.push_back(file);
         file->start();
         return true;
     }
     return false;
+}
+
+bool GroupJob::widenNext()
+{
+    const auto file =
+        std::find_if(m_running.cbegin(), m_running.cend(), [](FileJob* each) { return each->canWiden(); });
+    if (file == m_running.cend()) {
+        return false;
+    }
+    ++m_slotsHeld;
+    (*file)->widen();
+    return true;
 }
 
 bool GroupJob::claimPath(FileJob& file)
@@ -154,9 +169,12 @@ void GroupJob::fileThrough(FileJob& file)
     }
 }
 
-void GroupJob::fileSlotFree(FileJob&)
+void GroupJob::fileSlotFree(FileJob& file)
 {
     --m_slotsHeld;
+    if (file.slotsHeld() == 0) {
+        m_running.erase(std::remove(m_running.begin(), m_running.end(), &file), m_running.end());
+    }
     emit workAvailable();
 }
 

@@ -38,6 +38,8 @@ public:
     bool hasReady() const { return !m_ready.empty(); }
     /// Starts the next file that is not kept back by its path. \return false when there is none.
     bool startNext();
+    /// Gives one of the files that are being transferred another connection. \return false when none has use for it.
+    bool widenNext();
     int slotsHeld() const { return m_slotsHeld; }
     bool isEmpty() const { return m_files.empty(); }
     /// True when every file of \a other is written to a path of this group.
@@ -75,6 +77,7 @@ private:
     QSet<QString> m_pathKeys;
     std::deque<FileJob*> m_ready;
     QMultiHash<QString, FileJob*> m_blocked; ///< by the path they wait for
+    std::vector<FileJob*> m_running;         ///< files with slots
     int m_slotsHeld = 0;
     std::size_t m_open = 0;      ///< files without an end state
     std::size_t m_transfers = 0; ///< files that are not through their transfer

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Hasher.h"
 
-#include <QCryptographicHash>
 #include <QFile>
 
 #include <algorithm>
@@ -14,13 +13,13 @@ Hasher::Hasher() : m_waker([this] { deliverResults(); })
 
 Hasher::~Hasher()
 {
-    for (const Job& job : std::as_const(m_jobs)) {
-        job.ticket->cancelled = true;
+    for (const Client& client : std::as_const(m_clients)) {
+        client.job->cancelled = true;
     }
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_ending = true;
-        m_orders.clear();
+        m_queue.clear();
     }
     m_changed.notify_all();
     for (std::thread& thread : m_threads) {
@@ -30,20 +29,58 @@ Hasher::~Hasher()
 
 Hasher::Id Hasher::start(const QString& path, Callback callback)
 {
-    const Id id = ++m_lastId;
-    auto ticket = std::make_shared<Ticket>();
-    m_jobs.insert(id, {ticket, std::move(callback)});
-    bool anyIdle = false;
+    const Id id = add(path, kAll, std::move(callback));
+    queue(m_clients.constFind(id)->job);
+    return id;
+}
+
+Hasher::Id Hasher::follow(const QString& path, Callback callback)
+{
+    return add(path, 0, std::move(callback));
+}
+
+Hasher::Id Hasher::add(const QString& path, qint64 available, Callback callback)
+{
+    auto job = std::make_shared<Job>();
+    job->id = ++m_lastId;
+    job->path = path;
+    job->available = available;
+    m_clients.insert(job->id, {job, std::move(callback)});
+    return job->id;
+}
+
+void Hasher::extend(Id id, qint64 bytes)
+{
+    const auto client = m_clients.constFind(id);
+    if (client != m_clients.constEnd() && bytes - client->job->available >= kWorthwhile) {
+        client->job->available = bytes;
+        queue(client->job);
+    }
+}
+
+void Hasher::finish(Id id)
+{
+    const auto client = m_clients.constFind(id);
+    if (client != m_clients.constEnd()) {
+        client->job->available = kAll;
+        queue(client->job);
+    }
+}
+
+void Hasher::queue(const JobPointer& job)
+{
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_orders.push_back({id, path, ticket});
-        anyIdle = m_idleThreads >= m_orders.size();
-    }
-    if (!anyIdle) {
-        addThread();
+        if (job->busy) {
+            return; // whoever works on it looks for more before leaving it
+        }
+        job->busy = true;
+        m_queue.push_back(job);
+        if (m_idleThreads < m_queue.size()) {
+            addThread();
+        }
     }
     m_changed.notify_one();
-    return id;
 }
 
 void Hasher::addThread()
@@ -55,67 +92,91 @@ void Hasher::addThread()
 
 void Hasher::work()
 {
+    QByteArray slice(kSliceBytes, Qt::Uninitialized);
     std::unique_lock<std::mutex> lock(m_mutex);
     while (true) {
         ++m_idleThreads;
-        m_changed.wait(lock, [this] { return m_ending || !m_orders.empty(); });
+        m_changed.wait(lock, [this] { return m_ending || !m_queue.empty(); });
         --m_idleThreads;
         if (m_ending) {
             return;
         }
-        const Order order = std::move(m_orders.front());
-        m_orders.pop_front();
+        const JobPointer job = std::move(m_queue.front());
+        m_queue.pop_front();
         lock.unlock();
-        HashResult result = hash(order.path, *order.ticket);
+        HashResult result;
+        const bool done = takeTurn(*job, slice, result);
         lock.lock();
-        m_results.emplace_back(order.id, std::move(result));
-        m_waker.wake();
+        if (done) {
+            m_results.emplace_back(job->id, std::move(result));
+            m_waker.wake();
+        } else if (wantsAnotherTurn(*job)) {
+            m_queue.push_back(job);
+        } else {
+            job->busy = false;
+        }
     }
+}
+
+bool Hasher::wantsAnotherTurn(const Job& job) const
+{
+    return job.cancelled || job.available > job.processed;
+}
+
+/// Hashes what is available, or a turn's worth of it.
+/// \return true when the job is done, with its \a result.
+bool Hasher::takeTurn(Job& job, QByteArray& slice, HashResult& result)
+{
+    if (job.cancelled) {
+        return true;
+    }
+    QFile file(job.path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || !file.seek(job.processed)) {
+        result = {HashResult::Outcome::Unreadable, {}, file.errorString()};
+        return true;
+    }
+    const qint64 available = job.available;
+    const qint64 turnEnd = std::min(available, job.processed + kTurnBytes);
+    while (job.processed < turnEnd) {
+        const qint64 got = file.read(slice.data(), std::min<qint64>(slice.size(), turnEnd - job.processed));
+        if (got < 0 || (got == 0 && available != kAll)) {
+            result = {HashResult::Outcome::Unreadable, {}, file.errorString()};
+            return true;
+        }
+        if (got == 0) {
+            result = {HashResult::Outcome::Done, job.digest.result().toHex(), {}};
+            return true;
+        }
+        job.digest.addData(slice.constData(), static_cast<int>(got));
+        job.processed += got;
+        if (job.cancelled) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void Hasher::cancel(Id id)
 {
-    const auto job = m_jobs.constFind(id);
-    if (job != m_jobs.constEnd()) {
-        job->ticket->cancelled = true;
+    const auto client = m_clients.constFind(id);
+    if (client != m_clients.constEnd()) {
+        client->job->cancelled = true;
+        queue(client->job);
     }
 }
 
 void Hasher::forget(Id id)
 {
-    cancel(id);
-    m_jobs.remove(id);
+    const Client client = m_clients.take(id);
+    if (client.job) {
+        client.job->cancelled = true;
+    }
 }
 
 qint64 Hasher::processed(Id id) const
 {
-    const auto job = m_jobs.constFind(id);
-    return job == m_jobs.constEnd() ? 0 : job->ticket->processed.load();
-}
-
-HashResult Hasher::hash(const QString& path, Ticket& ticket)
-{
-    if (ticket.cancelled) {
-        return {};
-    }
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        return {HashResult::Outcome::Unreadable, {}, file.errorString()};
-    }
-    QCryptographicHash digest(QCryptographicHash::Md5);
-    QByteArray slice(kSliceBytes, Qt::Uninitialized);
-    qint64 got = 0;
-    while ((got = file.read(slice.data(), slice.size())) > 0) {
-        digest.addData(slice.constData(), static_cast<int>(got));
-        ticket.processed += got;
-        if (ticket.cancelled) {
-            return {};
-        }
-    }
-    if (got < 0) {
-        return {HashResult::Outcome::Unreadable, {}, file.errorString()};
-    }
-    return {HashResult::Outcome::Done, digest.result().toHex(), {}};
+    const auto client = m_clients.constFind(id);
+    return client == m_clients.constEnd() ? 0 : client->job->processed.load();
 }
 
 void Hasher::deliverResults()
@@ -126,9 +187,9 @@ void Hasher::deliverResults()
         results.swap(m_results);
     }
     for (const auto& [id, result] : results) {
-        const Job job = m_jobs.take(id);
-        if (job.callback) {
-            job.callback(result);
+        const Client client = m_clients.take(id);
+        if (client.callback) {
+            client.callback(result);
         }
     }
 }

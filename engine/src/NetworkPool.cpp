@@ -1,9 +1,29 @@
 // SPDX-License-Identifier: MIT
 #include "NetworkPool.h"
 
+#include "Proxies.h"
+
 #include <algorithm>
 
 namespace VantorEngine {
+
+namespace {
+
+/// What a manager asks for each request, redirects included. Goes with it.
+class ProxyFactory : public QNetworkProxyFactory
+{
+public:
+    explicit ProxyFactory(Proxies& proxies) : m_proxies(proxies) {}
+    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery& query) override
+    {
+        return m_proxies.proxiesFor(query.url());
+    }
+
+private:
+    Proxies& m_proxies;
+};
+
+} // namespace
 
 QNetworkAccessManager& NetworkPool::acquire()
 {
@@ -12,6 +32,7 @@ QNetworkAccessManager& NetworkPool::acquire()
     if (entry == m_entries.end()) {
         m_entries.push_back({std::make_unique<QNetworkAccessManager>(), 0, false});
         entry = std::prev(m_entries.end());
+        entry->manager->setProxyFactory(new ProxyFactory(m_proxies));
     }
     ++entry->requests;
     return *entry->manager;

@@ -19,29 +19,24 @@ PartialFile::PartialFile(const QString& destination) : m_file(destination + QLat
 
 qint64 PartialFile::size() const
 {
-    if (m_file.isOpen()) {
-        return m_file.pos();
-    }
     const QFileInfo onDisk(m_file.fileName());
     return onDisk.isFile() ? onDisk.size() : 0;
 }
 
-bool PartialFile::open(qint64 offset)
+bool PartialFile::open(qint64 keep)
 {
     close();
     if (!m_file.open(QIODevice::ReadWrite | QIODevice::Unbuffered)) {
         return fail(kOpenFailed);
     }
-    if (m_file.size() != offset && !m_file.resize(offset)) {
-        return fail(kWriteFailed);
-    }
-    return offset == 0 || m_file.seek(offset) || fail(kWriteFailed);
+    setSparse(m_file);
+    return m_file.size() <= keep || m_file.resize(keep) || fail(kWriteFailed);
 }
 
-bool PartialFile::write(const char* data, qint64 length)
+bool PartialFile::write(qint64 at, const char* data, qint64 length)
 {
     clearSystemError();
-    if (m_file.write(data, length) == length) {
+    if ((m_file.pos() == at || m_file.seek(at)) && m_file.write(data, length) == length) {
         return true;
     }
     return fail(diskWasFull() ? kDiskFull : kWriteFailed);
@@ -67,12 +62,13 @@ void PartialFile::remove()
     m_file.remove();
 }
 
-bool PartialFile::moveInto(const QString& destination)
+bool PartialFile::moveInto(const QString& destination, bool& busy)
 {
     ReplaceProblem problem;
     if (replaceFile(m_file.fileName(), destination, problem)) {
         return true;
     }
+    busy = problem.busy;
     m_error = FileError::write(
         kRenameFailed,
         QStringLiteral("cannot rename %1 to %2: %3").arg(m_file.fileName(), destination, problem.message),

@@ -3,6 +3,8 @@
 
 #include "RetryPolicy.h"
 
+#include <QLocale>
+
 namespace VantorEngine {
 
 namespace {
@@ -18,11 +20,6 @@ Verdict fail(const FileError& error)
     Verdict verdict;
     verdict.error = error;
     return verdict;
-}
-
-Verdict take(qint64 offset, qint64 size)
-{
-    return {Verdict::Action::Take, offset, size, {}};
 }
 
 bool parseNumber(const QByteArray& text, qint64& number)
@@ -48,46 +45,68 @@ FileError wrongLength(qint64 expected, qint64 found)
 
 Verdict judgeWhole(const AttemptPlan& plan, const ResponseHead& head)
 {
-    if (plan.size < 0) {
-        const qint64 named = namedSize(head);
-        return take(0, named >= 0 ? named : head.contentLength);
+    if (plan.size >= 0) {
+        if (head.contentLength >= 0 && head.contentLength != plan.size) {
+            return fail(wrongLength(plan.size, head.contentLength));
+        }
+        return {Verdict::Action::Take, 0, plan.size, {}};
     }
-    if (head.contentLength >= 0 && head.contentLength != plan.size) {
-        return fail(wrongLength(plan.size, head.contentLength));
-    }
-    return take(0, plan.size);
+    const qint64 named = namedSize(head);
+    return {Verdict::Action::Take, 0, named >= 0 ? named : head.contentLength, {}};
+}
+
+/// True when the response says that it is of another version than the bytes that are there. Only validators of the
+/// same kind can be compared; the kind shows in the quotes.
+bool isOtherVersion(const QByteArray& known, const QByteArray& told)
+{
+    const bool comparable = !known.isEmpty() && !told.isEmpty() && known.startsWith('"') == told.startsWith('"');
+    return comparable && known != told;
+}
+
+Verdict startOver(qint64 size, const FileError& error)
+{
+    return {Verdict::Action::StartOver, 0, size, error};
+}
+
+FileError fileChanged()
+{
+    return FileError::net(kFileChanged, QStringLiteral("the file on the server was changed"), true);
 }
 
 Verdict judgePartial(const AttemptPlan& plan, const ResponseHead& head)
 {
     const ContentRange range = parseContentRange(head.contentRange);
-    if (plan.offset == 0 || !range.valid || range.first != plan.offset) {
+    const bool inside = plan.end < 0 || range.last < plan.end;
+    if (!plan.ranged || !range.valid || range.first != plan.offset || !inside) {
         return fail(FileError::net(kWrongRange,
                                    QStringLiteral("partial content \"%1\" does not start at byte %2")
                                        .arg(QString::fromLatin1(head.contentRange))
                                        .arg(plan.offset),
                                    true));
     }
-    if (plan.size >= 0 && range.total >= 0 && range.total != plan.size) {
+    if (isOtherVersion(plan.version.validator, head.validator)) {
+        return startOver(plan.size, fileChanged());
+    }
+    if (plan.version.size >= 0 && range.total != plan.version.size) {
+        return startOver(plan.size, fileChanged());
+    }
+    if (plan.size >= 0 && range.total != plan.size) {
         return fail(wrongLength(plan.size, range.total));
     }
-    const qint64 size = plan.size >= 0 ? plan.size : range.total;
-    return take(plan.offset, size >= 0 ? size : range.last + 1);
+    return {Verdict::Action::Continue, plan.offset, range.total >= 0 ? range.total : range.last + 1, {}};
 }
 
 /// The partial file does not lie inside the server's file: it is either all of it or of no use.
 Verdict judgeUnsatisfiable(const AttemptPlan& plan, const ResponseHead& head)
 {
     const ContentRange range = parseContentRange(head.contentRange);
-    Verdict verdict;
-    verdict.size = plan.size;
-    verdict.action = Verdict::Action::StartOver;
-    if (plan.size < 0 && range.valid && range.total == plan.offset) {
-        verdict.action = Verdict::Action::Complete;
-        verdict.offset = plan.offset;
-        verdict.size = plan.offset;
+    const bool local = range.valid && range.total == plan.offset && (plan.size < 0 || plan.size == plan.offset);
+    if (local && !isOtherVersion(plan.version.validator, head.validator)) {
+        return {Verdict::Action::Complete, plan.offset, plan.offset, {}};
     }
-    return verdict;
+    return startOver(
+        plan.size, FileError::net(head.status,
+                                  QStringLiteral("the server refused the range from byte %1").arg(plan.offset), false));
 }
 
 } // namespace
@@ -100,14 +119,35 @@ Verdict judgeResponse(const AttemptPlan& plan, const ResponseHead& head)
     if (head.status == kPartialContent) {
         return judgePartial(plan, head);
     }
-    if (head.status == kRangeNotSatisfiable && plan.offset > 0) {
+    if (head.status == kRangeNotSatisfiable && plan.ranged) {
         return judgeUnsatisfiable(plan, head);
     }
     const QString message = QStringLiteral("the server answered with status %1").arg(head.status);
     if (head.status < kFirstError) {
         return fail(FileError::net(kUnusableStatus, message, false));
     }
-    return fail(FileError::net(head.status, message, isTransientStatus(head.status)));
+    FileError error = FileError::net(head.status, message, isTransientStatus(head.status));
+    error.retryAfterMs = head.retryAfterMs;
+    return fail(error);
+}
+
+QByteArray strongValidator(const QByteArray& etag, const QByteArray& lastModified)
+{
+    const QByteArray tag = etag.trimmed();
+    return tag.size() >= 2 && tag.startsWith('"') && tag.endsWith('"') ? tag : lastModified.trimmed();
+}
+
+qint64 parseRetryAfter(const QByteArray& value, const QDateTime& now)
+{
+    constexpr qint64 kLongestSeconds = 24LL * 3600;
+    qint64 seconds = 0;
+    if (parseNumber(value, seconds)) {
+        return qMin(seconds, kLongestSeconds) * 1000;
+    }
+    QDateTime until = QLocale::c().toDateTime(QString::fromLatin1(value.trimmed()),
+                                              QStringLiteral("ddd, dd MMM yyyy hh:mm:ss 'GMT'"));
+    until.setTimeSpec(Qt::UTC);
+    return until.isValid() ? qBound<qint64>(0, now.msecsTo(until), kLongestSeconds * 1000) : 0;
 }
 
 ContentRange parseContentRange(const QByteArray& value)

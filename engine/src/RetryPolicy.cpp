@@ -4,8 +4,10 @@
 #include "Settings.h"
 
 #include <QNetworkReply>
+#include <QRandomGenerator>
 
 #include <algorithm>
+#include <utility>
 
 namespace VantorEngine {
 
@@ -44,11 +46,16 @@ bool isTransientNetworkError(int error)
     }
 }
 
-RetryPolicy::RetryPolicy(const Settings& settings) : m_settings(settings)
+RetryPolicy::RetryPolicy(const Settings& settings)
+    : RetryPolicy(settings, [] { return QRandomGenerator::global()->generateDouble(); })
 {
 }
 
-int RetryPolicy::nextDelay(qint64 bytesOnDisk)
+RetryPolicy::RetryPolicy(const Settings& settings, Random random) : m_settings(settings), m_random(std::move(random))
+{
+}
+
+int RetryPolicy::nextDelay(qint64 bytesOnDisk, qint64 retryAfterMs)
 {
     if (bytesOnDisk >= m_mostBytes + kProgressBytes) {
         m_mostBytes = bytesOnDisk;
@@ -59,8 +66,11 @@ int RetryPolicy::nextDelay(qint64 bytesOnDisk)
     }
     const int doublings = std::min(m_failuresInRow, kMostDoublings);
     ++m_failuresInRow;
-    const qint64 delay = static_cast<qint64>(m_settings.retryDelayMs) << doublings;
-    return static_cast<int>(std::min<qint64>(delay, m_settings.retryDelayCapMs));
+    const qint64 cap = m_settings.retryDelayCapMs;
+    const qint64 delay = std::min(static_cast<qint64>(m_settings.retryDelayMs) << doublings, cap);
+    const qint64 chance = delay / 2;
+    const qint64 jittered = delay - chance + static_cast<qint64>(m_random() * static_cast<double>(chance));
+    return static_cast<int>(std::max(jittered, std::min(retryAfterMs, cap)));
 }
 
 } // namespace VantorEngine

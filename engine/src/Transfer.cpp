@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Transfer.h"
 
+#include "Proxies.h"
 #include "RetryPolicy.h"
 
 #include <QJsonDocument>
@@ -25,8 +26,12 @@ QNetworkRequest makeRequest(const TransferRequest& wanted, const QSslConfigurati
     request.setRawHeader("User-Agent", kUserAgent);
     // Sizes, offsets and digests are those of the stored file, so no content encoding may come in between.
     request.setRawHeader("Accept-Encoding", "identity");
-    if (wanted.offset > 0) {
-        request.setRawHeader("Range", "bytes=" + QByteArray::number(wanted.offset) + '-');
+    if (wanted.ranged) {
+        const QByteArray last = wanted.end < 0 ? QByteArray() : QByteArray::number(wanted.end - 1);
+        request.setRawHeader("Range", "bytes=" + QByteArray::number(wanted.offset) + '-' + last);
+        if (!wanted.validator.isEmpty()) {
+            request.setRawHeader("If-Range", wanted.validator);
+        }
     }
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
     request.setMaximumRedirectsAllowed(Transfer::kMostRedirects);
@@ -65,8 +70,9 @@ QByteArray headersJson(const QNetworkReply& reply)
 Transfer::Transfer(NetworkPool& network, BandwidthLimiter& limiter, TransferSink& sink)
     : m_network(network), m_limiter(limiter), m_sink(sink)
 {
-    m_stallTimer.setSingleShot(true);
-    connect(&m_stallTimer, &QTimer::timeout, this, &Transfer::onStalled);
+    m_timeout.setSingleShot(true);
+    connect(&m_timeout, &QTimer::timeout, this, &Transfer::onTimeout);
+    connect(&network.proxies(), &Proxies::answered, this, &Transfer::onProxiesAnswered);
 }
 
 Transfer::~Transfer()
@@ -81,19 +87,45 @@ void Transfer::start(const TransferRequest& request, const QSslConfiguration* tl
     m_headAnnounced = false;
     m_discarded = 0;
     m_certificateProblem.clear();
+    m_prepared = makeRequest(request, tls);
+    m_waitsForProxy = !m_network.proxies().isReady(request.url);
+    if (!m_waitsForProxy) {
+        send();
+    }
+}
+
+void Transfer::onProxiesAnswered()
+{
+    if (m_waitsForProxy && m_network.proxies().isReady(m_request.url)) {
+        m_waitsForProxy = false;
+        send();
+    }
+}
+
+/// The clock of the response begins here: it is the server's.
+void Transfer::send()
+{
     m_manager = &m_network.acquire();
-    m_reply = m_manager->get(makeRequest(request, tls));
-    m_reply->setReadBufferSize(kReadBufferBytes);
+    m_reply = m_manager->get(m_prepared);
+    m_reply->setReadBufferSize(readBufferBytes());
     connect(m_reply, &QNetworkReply::metaDataChanged, this, &Transfer::onHead);
     connect(m_reply, &QNetworkReply::readyRead, this, &Transfer::pump);
     connect(m_reply, &QNetworkReply::sslErrors, this, &Transfer::onSslErrors);
     connect(m_reply, &QNetworkReply::finished, this, &Transfer::onFinished);
-    m_stallTimer.start(request.stallTimeoutMs);
+    m_timeout.start(m_request.responseTimeoutMs);
+}
+
+/// What is buffered was received beyond the limit: a tenth of a second's worth is enough then.
+qint64 Transfer::readBufferBytes() const
+{
+    const qint64 limit = m_limiter.limit();
+    return limit == 0 ? kReadBufferBytes : qBound(kSmallestReadBufferBytes, limit / 10, kReadBufferBytes);
 }
 
 void Transfer::stop()
 {
-    m_stallTimer.stop();
+    m_waitsForProxy = false;
+    m_timeout.stop();
     m_limiter.forget(this);
     m_slice.clear();
     if (m_reply.isNull()) {
@@ -116,7 +148,7 @@ void Transfer::bandwidthAvailable()
 
 void Transfer::onHead()
 {
-    m_stallTimer.start();
+    m_timeout.start(); // a redirect's head is a sign of life, too
     announceHead();
 }
 
@@ -134,7 +166,8 @@ bool Transfer::announceHead()
         return false;
     }
     m_headAnnounced = true;
-    m_sink.transferResponse(head(), m_reply->url());
+    m_timeout.start(m_request.stallTimeoutMs);
+    m_sink.transferResponse(*this, head(), m_reply->url());
     return !m_reply.isNull();
 }
 
@@ -146,6 +179,8 @@ ResponseHead Transfer::head() const
     const qint64 length = m_reply->rawHeader("Content-Length").toLongLong(&numeric);
     head.contentLength = numeric ? length : -1;
     head.contentRange = m_reply->rawHeader("Content-Range");
+    head.validator = strongValidator(m_reply->rawHeader("ETag"), m_reply->rawHeader("Last-Modified"));
+    head.retryAfterMs = parseRetryAfter(m_reply->rawHeader("Retry-After"), QDateTime::currentDateTimeUtc());
     if (!m_request.sizeHeader.isEmpty()) {
         head.sizeHeader = m_reply->rawHeader(m_request.sizeHeader);
     }
@@ -180,8 +215,8 @@ void Transfer::pump()
         if (got <= 0) {
             break;
         }
-        m_stallTimer.start();
-        m_sink.transferData(m_slice.constData(), got);
+        m_timeout.start();
+        m_sink.transferData(*this, m_slice.constData(), got);
     }
     m_pumping = false;
     if (!m_reply.isNull() && m_reply->isFinished() && m_reply->bytesAvailable() == 0) {
@@ -206,14 +241,41 @@ void Transfer::onSslErrors(const QList<QSslError>& errors)
     m_certificateProblem = errors.isEmpty() ? QString() : errors.constFirst().errorString();
 }
 
-void Transfer::onStalled()
+void Transfer::onTimeout()
 {
+    if (!m_headAnnounced) {
+        end(FileError::net(kNoResponse, QStringLiteral("no response for %1 ms").arg(m_request.responseTimeoutMs),
+                           true));
+        return;
+    }
     // Data that waits for bandwidth here is no stall of the server's.
     if (!m_reply.isNull() && m_reply->bytesAvailable() > 0) {
-        m_stallTimer.start();
+        m_timeout.start();
         return;
     }
     end(FileError::net(kStalled, QStringLiteral("nothing received for %1 ms").arg(m_request.stallTimeoutMs), true));
+}
+
+/// Qt reports a proxy that it hands plain requests to as if it were the server, and of a tunnel that was not made only
+/// that it does not know the error.
+int Transfer::codeOf(QNetworkReply::NetworkError error) const
+{
+    const QNetworkProxy::ProxyType type = m_network.proxies().proxiesFor(m_reply->url()).constFirst().type();
+    if (type != QNetworkProxy::HttpProxy && type != QNetworkProxy::HttpCachingProxy) {
+        return error;
+    }
+    switch (error) {
+    case QNetworkReply::ConnectionRefusedError:
+        return QNetworkReply::ProxyConnectionRefusedError;
+    case QNetworkReply::HostNotFoundError:
+        return QNetworkReply::ProxyNotFoundError;
+    case QNetworkReply::TimeoutError:
+        return QNetworkReply::ProxyTimeoutError;
+    case QNetworkReply::UnknownNetworkError:
+        return QNetworkReply::UnknownProxyError;
+    default:
+        return error;
+    }
 }
 
 FileError Transfer::replyError() const
@@ -225,13 +287,13 @@ FileError Transfer::replyError() const
     if (!m_certificateProblem.isEmpty()) {
         return FileError::net(error, m_certificateProblem, false, error);
     }
-    return FileError::net(error, m_reply->errorString(), isTransientNetworkError(error), error);
+    return FileError::net(codeOf(error), m_reply->errorString(), isTransientNetworkError(error), error);
 }
 
 void Transfer::end(const FileError& error)
 {
     stop();
-    m_sink.transferEnded(error);
+    m_sink.transferEnded(*this, error);
 }
 
 } // namespace VantorEngine

@@ -55,7 +55,7 @@ const char* Vantor_StartChunkTask(const char* request, const char* extra)
 
 void Vantor_CancelChunkTask(const char* guid)
 {
-    Q_UNUSED(guid) // a chunk task is answered as soon as it may be: nothing is left to cancel
+    Engine::instance().cancelChunkTask(copied(guid));
 }
 
 void Vantor_SetEngineStateCallback(VantorStateCallback callback)

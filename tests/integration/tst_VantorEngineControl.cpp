@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Cancelling, limiting, listening and ending: what a host does with groups that run.
 #include "EngineTest.h"
+#include "StateFile.h"
 
+#include <QDir>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QtTest>
@@ -9,6 +11,64 @@
 #include <atomic>
 
 using namespace EngineTesting;
+
+#ifdef Q_OS_LINUX
+namespace {
+
+/// What a group of very many files is watched by: the recorded texts of all of them would fill the memory themselves.
+struct Watch
+{
+    static void onSingleTask(const char*, const char*, const char* data);
+    static void onGroupTask(const char*, const char* data);
+    static int openHandles() { return static_cast<int>(QDir(QStringLiteral("/proc/self/fd")).count()); }
+    static qint64 residentBytes();
+
+    static std::atomic<int> begun;
+    static std::atomic<int> failures;
+    static std::atomic<int> mostHandles;
+    static std::atomic<qint64> earlyBytes; ///< resident after the first files
+    static std::atomic<qint64> mostBytes;
+    static std::atomic<bool> ended;
+};
+
+std::atomic<int> Watch::begun{0};
+std::atomic<int> Watch::failures{0};
+std::atomic<int> Watch::mostHandles{0};
+std::atomic<qint64> Watch::earlyBytes{0};
+std::atomic<qint64> Watch::mostBytes{0};
+std::atomic<bool> Watch::ended{false};
+
+qint64 Watch::residentBytes()
+{
+    QFile file(QStringLiteral("/proc/self/statm"));
+    return file.open(QIODevice::ReadOnly) ? file.readAll().split(' ').value(1).toLongLong() * 4096 : 0;
+}
+
+void Watch::onSingleTask(const char*, const char*, const char* data)
+{
+    const QByteArray text = QByteArray::fromRawData(data, static_cast<int>(qstrlen(data)));
+    if (text.contains("\"status\":\"Failed\"")) {
+        ++failures;
+    }
+    if (!text.contains("\"status\":\"Downloading\"") || ++begun % 100 != 0) {
+        return;
+    }
+    mostHandles = qMax(mostHandles.load(), openHandles());
+    mostBytes = qMax(mostBytes.load(), residentBytes());
+    if (begun == 1000) {
+        earlyBytes = mostBytes.load();
+    }
+}
+
+void Watch::onGroupTask(const char*, const char* data)
+{
+    const QByteArray head(data, static_cast<int>(qMin<size_t>(qstrlen(data), 200)));
+    ended = head.contains("\"status\":\"Success\",\"download_items\"") ||
+            head.contains("\"status\":\"Failed\",\"download_items\"");
+}
+
+} // namespace
+#endif
 
 class tst_VantorEngineControl : public EngineTest
 {
@@ -27,10 +87,14 @@ private slots:
     void callsNoEarlierThanTheGuidIsKnown();
 
     void limitsBandwidth();
+    void changesTheLimitWithinASecond();
     void appliesTheCallbackInterval();
     void transfersSeveralFilesAtOnce_data();
     void transfersSeveralFilesAtOnce();
     void letsGroupsTakeTurns();
+#ifdef Q_OS_LINUX
+    void queuesTenThousandFiles();
+#endif
 
     void endsWithTheProcess_data();
     void endsWithTheProcess();
@@ -78,6 +142,11 @@ void tst_VantorEngineControl::cancelsDuringVerification()
     QVERIFY(large.open(QIODevice::WriteOnly));
     QVERIFY(large.resize(size));
     large.close();
+    VantorEngine::StateFile state(at(QStringLiteral("a_tmp_state")));
+    VantorEngine::Coverage onDisk;
+    onDisk.add({0, size});
+    QVERIFY(state.create({url("/a"), url("/a"), {}, size}, onDisk));
+    state.close();
     const QString guid = engine().submit({item("/a", size, md5Of("another"))});
     QTRY_VERIFY(number(engine().lastItem(guid, url("/a")), "verified_byte_count") > 0);
     QCOMPARE(text(engine().lastItem(guid, url("/a")), "status"), QStringLiteral("Verifying"));
@@ -258,6 +327,45 @@ void tst_VantorEngineControl::limitsBandwidth()
     QCOMPARE(contentOf(QStringLiteral("a")), content);
 }
 
+void tst_VantorEngineControl::changesTheLimitWithinASecond()
+{
+    const QByteArray content = sampleContent(16 * 1000 * 1000);
+    m_server->serve("/a", content);
+    const auto setLimit = [](const char* bytesPerSecond) {
+        engine().setConfig(("{\"download_policy\":{\"progress_callback_interval\":10,\"download_bandwidth\":" +
+                            QByteArray(bytesPerSecond) + "}}")
+                               .constData());
+        return engine().events().isEmpty() ? 0 : engine().events().constLast().atMs;
+    };
+    setLimit("500000");
+    const QString guid = engine().submit({itemFor("/a", content)});
+    const auto doneAt = [&](qint64 ms) {
+        qint64 done = 0;
+        for (const Event& event : engine().events(Kind::Group, guid)) {
+            if (event.atMs <= ms) {
+                done = bytesDone(event.data.value(QStringLiteral("download_items")).toArray().at(0).toObject());
+            }
+        }
+        return done;
+    };
+    // Bytes of the second that begins a second after the change.
+    const auto nextButOneSecond = [&](qint64 changedMs, qint64& bytes) {
+        if (engine().events(Kind::Group, guid).constLast().atMs < changedMs + 2000) {
+            return false;
+        }
+        bytes = doneAt(changedMs + 2000) - doneAt(changedMs + 1000);
+        return true;
+    };
+    QTRY_VERIFY(bytesDone(engine().lastItem(guid, url("/a"))) > 250000);
+    qint64 bytes = 0;
+    qint64 changedMs = setLimit("3000000");
+    QTRY_VERIFY(nextButOneSecond(changedMs, bytes));
+    QVERIFY2(bytes > 1500000 && bytes < 3900000, qPrintable(QString::number(bytes)));
+    changedMs = setLimit("200000");
+    QTRY_VERIFY(nextButOneSecond(changedMs, bytes));
+    QVERIFY2(bytes > 50000 && bytes < 260000, qPrintable(QString::number(bytes)));
+}
+
 void tst_VantorEngineControl::appliesTheCallbackInterval()
 {
     m_server->always("/a", HttpResponse::ok(sampleContent(1000)).stallAfter(10));
@@ -351,6 +459,53 @@ void tst_VantorEngineControl::letsGroupsTakeTurns()
         }
     }
 }
+
+#ifdef Q_OS_LINUX
+void tst_VantorEngineControl::queuesTenThousandFiles()
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    // Slower, and what was freed is kept for a while.
+    constexpr int kFiles = 2000;
+    constexpr qint64 kMostGrowth = 1024LL * 1024 * 1024;
+#else
+    constexpr int kFiles = 10000;
+    constexpr qint64 kMostGrowth = 48LL * 1024 * 1024;
+#endif
+    constexpr int kAnswerMs = 30000 / kFiles; // five seconds for all of them at least
+    constexpr int kParallel = 6;
+    constexpr int kResponseTimeoutMs = 3000;
+    QByteArray config(kTestConfig);
+    config.replace("\"response_timeout_ms\":30000",
+                   "\"response_timeout_ms\":" + QByteArray::number(kResponseTimeoutMs));
+    engine().initEnv("", config.constData(), 4, 0);
+    QJsonArray list;
+    for (int i = 0; i < kFiles; ++i) {
+        const QByteArray path = "/f" + QByteArray::number(i);
+        m_server->always(path, HttpResponse::ok(path).delay(kAnswerMs));
+        list.append(item(path, path.size(), {}));
+    }
+    engine().setSingleTaskCallback(&Watch::onSingleTask);
+    engine().setGroupTaskCallback(&Watch::onGroupTask);
+    const int handlesBefore = Watch::openHandles();
+    QElapsedTimer timer;
+    timer.start();
+    engine().submit(list);
+    QTRY_VERIFY_WITH_TIMEOUT(Watch::ended, 120000);
+    QVERIFY(timer.elapsed() > kResponseTimeoutMs); // the last ones have waited for longer than that
+    QCOMPARE(Watch::failures.load(), 0);
+    QCOMPARE(Watch::begun.load(), kFiles);
+    QCOMPARE(m_server->requestCount(), kFiles);
+    QCOMPARE(QDir(m_folder->path()).entryList({QStringLiteral("f*")}, QDir::Files).size(), kFiles);
+    QVERIFY2(m_server->mostConnections() <= kParallel, qPrintable(QString::number(m_server->mostConnections())));
+    // Both ends of each connection, two files for each, and what threads and event loops take.
+    const int handles = Watch::mostHandles - handlesBefore;
+    QVERIFY2(handles <= 4 * kParallel + 20, qPrintable(QString::number(handles)));
+    const qint64 grown = Watch::mostBytes - Watch::earlyBytes;
+    QVERIFY2(grown < kMostGrowth, qPrintable(QString::number(grown)));
+    qInfo("%lld ms, %d handles more, %lld KiB grown after the first 1,000 files", timer.elapsed(), handles,
+          grown / 1024);
+}
+#endif
 
 void tst_VantorEngineControl::endsWithTheProcess_data()
 {

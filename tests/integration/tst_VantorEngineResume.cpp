@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Going on from partial files: of an earlier attempt, an earlier run, a killed process.
 #include "EngineTest.h"
+#include "StateFile.h"
+#include "Transfer.h"
 
 #include <QJsonDocument>
 #include <QProcess>
@@ -13,7 +15,24 @@ class tst_VantorEngineResume : public EngineTest
     Q_OBJECT
 private slots:
     void resumesFromThePartialFile();
+    void tellsFromTheStartWhatIsThere();
     void resumesWithoutAKnownSize();
+    void tellsWhatIsThereFirst();
+    void startsOverWithoutASoundStateFile_data();
+    void startsOverWithoutASoundStateFile();
+    void asksForTheSameVersion_data();
+    void asksForTheSameVersion();
+    void startsOverWhenTheVersionHasChanged_data();
+    void startsOverWhenTheVersionHasChanged();
+    void goesOnWithNoProofOfTheVersionOnlyWithADigest();
+    void fetchesASplicedFileOnceMore();
+    void leavesNoStateFile();
+    void fillsTheHolesOfAnEarlierRun();
+    void fetchesALargeFileInSegments();
+    void goesOnWithSegmentsAfterACancel();
+    void fetchesALargeFileAsAWholeFromASimpleServer_data();
+    void fetchesALargeFileAsAWholeFromASimpleServer();
+    void givesUpSegmentsThatFail();
     void resumesWithinARun();
     void goesOnAsLongAsThereIsProgress();
     void startsOverWhenResumingIsDisabled();
@@ -33,7 +52,7 @@ private slots:
 void tst_VantorEngineResume::resumesFromThePartialFile()
 {
     const QByteArray content = sampleContent(300000);
-    makeFile(QStringLiteral("a_tmp"), content.left(100000));
+    makePartial("/a", content.left(100000), content.size());
     m_server->serve("/a", content);
     const QString guid = engine().submit({itemFor("/a", content)});
     TRY_END(guid, "Success");
@@ -46,15 +65,361 @@ void tst_VantorEngineResume::resumesFromThePartialFile()
     QVERIFY(!QFile::exists(at(QStringLiteral("a_tmp"))));
 }
 
+void tst_VantorEngineResume::tellsFromTheStartWhatIsThere()
+{
+    const QByteArray content = sampleContent(300000);
+    makePartial("/part", content.left(100000), content.size());
+    makeFile(QStringLiteral("whole"), content);
+    makeFile(QStringLiteral("long_tmp"), content + content);
+    makeFile(QStringLiteral("anew_tmp"), content.left(5));
+    QJsonArray items;
+    for (const QByteArray path : {"/part", "/whole", "/long", "/none", "/anew"}) {
+        m_server->serve(path, content);
+        QJsonObject file = itemFor(path, content);
+        file.insert(QStringLiteral("disable_resume_download"), path == "/anew");
+        items.append(file);
+    }
+    const QString guid = engine().submit(items);
+    TRY_END(guid, "Success");
+    const QJsonObject first = engine().events(Kind::Group, guid).constFirst().data;
+    QCOMPARE(text(first, "status"), QStringLiteral("Pending"));
+    QList<qint64> existing;
+    const QJsonArray files = first.value(QStringLiteral("download_items")).toArray();
+    for (const QJsonValue& file : files) {
+        existing.append(number(file.toObject(), "existing_byte_count"));
+    }
+    QCOMPARE(existing, (QList<qint64>{100000, 300000, 0, 0, 0}));
+}
+
 void tst_VantorEngineResume::resumesWithoutAKnownSize()
 {
     const QByteArray content = sampleContent(300000);
-    makeFile(QStringLiteral("a_tmp"), content.left(100000));
+    makePartial("/a", content.left(100000), content.size());
     m_server->serve("/a", content);
     const QString guid = engine().submit({item("/a", 0, md5Of(content))});
     TRY_END(guid, "Success");
     QCOMPARE(contentOf(QStringLiteral("a")), content);
     QCOMPARE(number(engine().lastItem(guid, url("/a")), "size"), content.size());
+}
+
+/// Speeds are made of differences: what is there must be told at once, not file by file as each is started.
+void tst_VantorEngineResume::tellsWhatIsThereFirst()
+{
+    const QByteArray content = sampleContent(300000);
+    makePartial("/a", content.left(100000), content.size());
+    makePartial("/b", content.left(50000), content.size());
+    makeFile(QStringLiteral("c"), content);
+    makeFile(QStringLiteral("d_tmp"), content); // without a state file: worth nothing
+    QJsonArray list;
+    for (const char* path : {"/a", "/b", "/c", "/d"}) {
+        m_server->serve(path, content);
+        list.append(itemFor(path, content));
+    }
+    QByteArray config(kTestConfig);
+    config.replace("\"max_parallel_files\":6", "\"max_parallel_files\":1");
+    engine().initEnv("", config.constData(), 4, 0);
+    const QString guid = engine().submit(list);
+    TRY_END(guid, "Success");
+    const QJsonObject first = engine().events(Kind::Group, guid).constFirst().data;
+    QCOMPARE(text(first, "status"), QStringLiteral("Pending"));
+    const QJsonArray files = first.value(QStringLiteral("download_items")).toArray();
+    QCOMPARE(number(files.at(0).toObject(), "existing_byte_count"), 100000);
+    QCOMPARE(number(files.at(1).toObject(), "existing_byte_count"), 50000);
+    QCOMPARE(number(files.at(2).toObject(), "existing_byte_count"), 300000);
+    QCOMPARE(number(files.at(3).toObject(), "existing_byte_count"), 0);
+}
+
+void tst_VantorEngineResume::startsOverWithoutASoundStateFile_data()
+{
+    QTest::addColumn<QString>("damage");
+    for (const char* damage : {"missing", "empty", "zero-filled", "cut off", "one bit", "text", "other URL",
+                               "other size", "says more than there is"}) {
+        QTest::newRow(damage) << QString::fromLatin1(damage);
+    }
+}
+
+void tst_VantorEngineResume::startsOverWithoutASoundStateFile()
+{
+    QFETCH(QString, damage);
+    const QByteArray content = sampleContent(300000);
+    const QByteArray foreign = sampleContent(100000, 99); // would spoil the file if it were kept
+    const QString stateName = QStringLiteral("a_tmp_state");
+    makePartial(damage == QLatin1String("other URL") ? "/b/a" : "/a", foreign,
+                damage == QLatin1String("other size") ? 300001 : 300000, "\"v1\"");
+    QByteArray state = contentOf(stateName);
+    if (damage == QLatin1String("missing")) {
+        QVERIFY(QFile::remove(at(stateName)));
+    } else if (damage == QLatin1String("empty")) {
+        makeFile(stateName, {});
+    } else if (damage == QLatin1String("zero-filled")) {
+        makeFile(stateName, QByteArray(state.size(), 0));
+    } else if (damage == QLatin1String("cut off")) {
+        makeFile(stateName, state.left(state.size() / 4));
+    } else if (damage == QLatin1String("one bit")) {
+        const int place = state.indexOf("v1");
+        state[place] = static_cast<char>(state.at(place) ^ 1);
+        makeFile(stateName, state);
+    } else if (damage == QLatin1String("text")) {
+        makeFile(stateName, "no state file\n");
+    } else if (damage == QLatin1String("says more than there is")) {
+        makeFile(QStringLiteral("a_tmp"), foreign.left(99999));
+    }
+    m_server->on("/a", [content](const HttpRequest& request) {
+        return HttpResponse::content(request, content).addHeader("ETag", "\"v1\"");
+    });
+    const QString guid = engine().submit({item("/a", content.size(), {})}); // no digest would tell
+    TRY_END(guid, "Success");
+    QCOMPARE(rangesAsked("/a"), QList<QByteArray>());
+    QCOMPARE(contentOf(QStringLiteral("a")), content);
+    QCOMPARE(number(engine().lastItem(guid, url("/a")), "existing_byte_count"), 0);
+    QVERIFY(!QFile::exists(at(stateName)));
+}
+
+void tst_VantorEngineResume::asksForTheSameVersion_data()
+{
+    QTest::addColumn<QByteArray>("header");
+    QTest::addColumn<QByteArray>("value");
+    QTest::addColumn<QByteArray>("ifRange");
+    QTest::newRow("tag") << QByteArray("ETag") << QByteArray("\"v1\"") << QByteArray("\"v1\"");
+    QTest::newRow("date") << QByteArray("Last-Modified") << QByteArray("Fri, 20 Nov 2026 12:00:00 GMT")
+                          << QByteArray("Fri, 20 Nov 2026 12:00:00 GMT");
+    QTest::newRow("weak tag") << QByteArray("ETag") << QByteArray("W/\"v1\"") << QByteArray();
+}
+
+void tst_VantorEngineResume::asksForTheSameVersion()
+{
+    QFETCH(QByteArray, header);
+    QFETCH(QByteArray, value);
+    QFETCH(QByteArray, ifRange);
+    const QByteArray content = sampleContent(300000);
+    m_server->once("/a", HttpResponse::ok(content).addHeader(header, value).closeAfter(120000));
+    m_server->on("/a", [=](const HttpRequest& request) {
+        return HttpResponse::content(request, content).addHeader(header, value);
+    });
+    const QString guid = engine().submit({itemFor("/a", content)});
+    TRY_END(guid, "Success");
+    QCOMPARE(contentOf(QStringLiteral("a")), content);
+    const HttpRequest last = m_server->requests("/a").constLast();
+    QCOMPARE(last.header("Range"), QByteArray("bytes=120000-"));
+    QCOMPARE(last.header("If-Range"), ifRange);
+    QCOMPARE(last.header("Accept-Encoding"), QByteArray("identity"));
+}
+
+void tst_VantorEngineResume::startsOverWhenTheVersionHasChanged_data()
+{
+    QTest::addColumn<bool>("heedsIfRange");
+    QTest::addColumn<int>("total");
+    QTest::newRow("the server sends the whole") << true << 300000;
+    QTest::newRow("the server sends a part of another version") << false << 300000;
+    QTest::newRow("of another size") << false << 300001;
+}
+
+void tst_VantorEngineResume::startsOverWhenTheVersionHasChanged()
+{
+    QFETCH(bool, heedsIfRange);
+    QFETCH(int, total);
+    const QByteArray content = sampleContent(total);
+    makePartial("/a", sampleContent(100000, 99), 300000, "\"old\"");
+    m_server->on("/a", [=](const HttpRequest& request) {
+        const bool whole = heedsIfRange && request.header("If-Range") != "\"new\"";
+        return (whole ? HttpResponse::ok(content) : HttpResponse::content(request, content))
+            .addHeader("ETag", "\"new\"");
+    });
+    const QString guid = engine().submit({item("/a", 0, {})}); // neither size nor digest would tell
+    TRY_END(guid, "Success");
+    QCOMPARE(contentOf(QStringLiteral("a")), content);
+    QCOMPARE(rangesAsked("/a"), QList<QByteArray>{"bytes=100000-"});
+    const QJsonObject file = engine().lastItem(guid, url("/a"));
+    QCOMPARE(number(file, "existing_byte_count"), 0);
+    QCOMPARE(number(file, "written_byte_count"), total);
+    QCOMPARE(number(file, "current_retry_times"), 0);
+}
+
+void tst_VantorEngineResume::goesOnWithNoProofOfTheVersionOnlyWithADigest()
+{
+    const QByteArray content = sampleContent(300000);
+    for (const char* path : {"/a", "/b"}) {
+        m_server->once(path, HttpResponse::ok(content).closeAfter(120000));
+        m_server->serve(path, content);
+    }
+    const QString guid = engine().submit({item("/a", content.size(), {}), itemFor("/b", content)});
+    TRY_END(guid, "Success");
+    QCOMPARE(rangesAsked("/a"), QList<QByteArray>());
+    QCOMPARE(rangesAsked("/b"), QList<QByteArray>{"bytes=120000-"});
+    QCOMPARE(contentOf(QStringLiteral("a")), content);
+    QCOMPARE(contentOf(QStringLiteral("b")), content);
+}
+
+void tst_VantorEngineResume::fetchesASplicedFileOnceMore()
+{
+    const QByteArray content = sampleContent(300000);
+    makePartial("/a", sampleContent(100000, 99), content.size()); // of another version, as only the digest tells
+    m_server->serve("/a", content);
+    const QString guid = engine().submit({itemFor("/a", content)});
+    TRY_END(guid, "Success");
+    QCOMPARE(contentOf(QStringLiteral("a")), content);
+    QCOMPARE(m_server->requestCount("/a"), 2);
+    QVERIFY(!m_server->requests("/a").value(1).hasHeader("Range"));
+    QCOMPARE(engine().fileStatuses(guid, url("/a")),
+             words("Start Preparing Prepared Downloading Downloaded Verifying Start Downloading Downloaded Verifying "
+                   "Verified Success"));
+    const QJsonObject file = engine().lastItem(guid, url("/a"));
+    QCOMPARE(number(file, "current_retry_times"), 1);
+    QCOMPARE(number(file, "written_byte_count"), content.size());
+    QCOMPARE(engine().groupStatuses(guid), words("Pending Start Progressing Verifying Success"));
+}
+
+void tst_VantorEngineResume::leavesNoStateFile()
+{
+    const QByteArray content = sampleContent(2 * 1024 * 1024);
+    m_server->on("/a", [content](const HttpRequest& request) {
+        return HttpResponse::content(request, content).rate(8 * 1024 * 1024);
+    });
+    const QString guid = engine().submit({itemFor("/a", content)});
+    QTRY_VERIFY(QFile::exists(at(QStringLiteral("a_tmp_state"))));
+    TRY_END(guid, "Success");
+    QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), QStringList(QStringLiteral("a")));
+}
+
+void tst_VantorEngineResume::fillsTheHolesOfAnEarlierRun()
+{
+    const QByteArray content = sampleContent(300000);
+    QByteArray holed = content.left(200000);
+    holed.replace(50000, 50000, QByteArray(50000, 0));
+    makeFile(QStringLiteral("a_tmp"), holed);
+    VantorEngine::StateFile state(at(QStringLiteral("a_tmp_state")));
+    VantorEngine::Coverage onDisk;
+    onDisk.add({0, 50000});
+    onDisk.add({100000, 200000});
+    QVERIFY(state.create({url("/a"), url("/a"), "\"v1\"", content.size()}, onDisk));
+    m_server->on("/a", [content](const HttpRequest& request) {
+        return HttpResponse::content(request, content).addHeader("ETag", "\"v1\"");
+    });
+    const QString guid = engine().submit({itemFor("/a", content)});
+    TRY_END(guid, "Success");
+    QCOMPARE(contentOf(QStringLiteral("a")), content);
+    QCOMPARE(rangesAsked("/a"), (QList<QByteArray>{"bytes=50000-99999", "bytes=200000-"}));
+    const QJsonObject file = engine().lastItem(guid, url("/a"));
+    QCOMPARE(number(file, "existing_byte_count"), 150000);
+    QCOMPARE(number(file, "written_byte_count"), 150000);
+}
+
+namespace {
+
+constexpr int kLargeBytes = 64 * 1024 * 1024 + 12345;
+constexpr qint64 kSegment = 16 * 1024 * 1024;
+
+/// Quickly made, and no two segments alike.
+QByteArray largeContent()
+{
+    QByteArray content;
+    const QByteArray block = sampleContent(1000 * 1000);
+    for (char i = 0; content.size() < kLargeBytes; ++i) {
+        content += i + block;
+    }
+    content.truncate(kLargeBytes);
+    return content;
+}
+
+} // namespace
+
+void tst_VantorEngineResume::fetchesALargeFileInSegments()
+{
+    const QByteArray content = largeContent();
+    m_server->on("/a", [content](const HttpRequest& request) {
+        return HttpResponse::content(request, content).addHeader("ETag", "\"v1\"").rate(100 * 1000 * 1000);
+    });
+    m_server->serve("/b", content.left(1000));
+    const QString guid = engine().submit({itemFor("/a", content), itemFor("/b", content.left(1000))});
+    TRY_END(guid, "Success");
+    QVERIFY(contentOf(QStringLiteral("a")) == content);
+    QList<QByteArray> ranges = rangesAsked("/a");
+    QCOMPARE(ranges.constFirst(), QByteArray("bytes=0-16777215"));
+    QCOMPARE(QSet<QByteArray>(ranges.cbegin(), ranges.cend()),
+             (QSet<QByteArray>{"bytes=0-16777215", "bytes=16777216-33554431", "bytes=33554432-50331647",
+                               "bytes=50331648-67108863", "bytes=67108864-67121208"}));
+    QCOMPARE(ranges.size(), 5); // each once
+    const QVector<HttpRequest> requests = m_server->requests("/a");
+    QVERIFY(!requests.constFirst().hasHeader("If-Range"));
+    QCOMPARE(requests.constLast().header("If-Range"), QByteArray("\"v1\""));
+    QVERIFY2(m_server->mostConnections() >= 4, qPrintable(QString::number(m_server->mostConnections())));
+    QVERIFY2(m_server->mostConnections() <= 6, qPrintable(QString::number(m_server->mostConnections())));
+    QCOMPARE(rangesAsked("/b"), QList<QByteArray>()); // small files are not split
+    const QJsonObject file = engine().lastItem(guid, url("/a"));
+    QCOMPARE(number(file, "written_byte_count"), kLargeBytes);
+    QCOMPARE(number(file, "current_retry_times"), 0);
+    QCOMPARE(engine().fileStatuses(guid, url("/a")),
+             words("Start Preparing Prepared Downloading Downloaded Verifying Verified Success"));
+}
+
+void tst_VantorEngineResume::goesOnWithSegmentsAfterACancel()
+{
+    const QByteArray content = largeContent();
+    m_server->on("/a", [content](const HttpRequest& request) {
+        HttpResponse response = HttpResponse::content(request, content).addHeader("ETag", "\"v1\"");
+        // Those in the middle are quick: what is there has holes.
+        return request.rangeStart() % (2 * kSegment) == 0 ? response.rate(4 * 1000 * 1000) : response;
+    });
+    QString guid = engine().submit({itemFor("/a", content)});
+    QTRY_VERIFY_WITH_TIMEOUT(bytesDone(engine().lastItem(guid, url("/a"))) > 2 * kSegment, 20000);
+    engine().cancel(guid.toUtf8().constData());
+    TRY_END(guid, "Cancelled");
+    const qint64 there = bytesDone(engine().lastItem(guid, url("/a")));
+    QVERIFY(there < content.size());
+    m_server->clearRequests();
+    m_server->on("/a", [content](const HttpRequest& request) {
+        return HttpResponse::content(request, content).addHeader("ETag", "\"v1\"");
+    });
+    guid = engine().submit({itemFor("/a", content)});
+    TRY_END(guid, "Success");
+    QVERIFY(contentOf(QStringLiteral("a")) == content);
+    QCOMPARE(number(engine().lastItem(guid, url("/a")), "existing_byte_count"), there);
+    qint64 asked = 0;
+    for (const HttpRequest& request : m_server->requests("/a")) {
+        QCOMPARE(request.header("If-Range"), QByteArray("\"v1\""));
+        asked += request.rangeEnd() + 1 - request.rangeStart();
+    }
+    QCOMPARE(asked, content.size() - there); // nothing twice
+}
+
+void tst_VantorEngineResume::fetchesALargeFileAsAWholeFromASimpleServer_data()
+{
+    QTest::addColumn<bool>("ranges");
+    QTest::addColumn<bool>("digest");
+    QTest::addColumn<int>("requests");
+    QTest::newRow("no ranges") << false << true << 1;
+    QTest::newRow("ranges, but no version and no digest") << true << false << 2;
+}
+
+void tst_VantorEngineResume::fetchesALargeFileAsAWholeFromASimpleServer()
+{
+    QFETCH(bool, ranges);
+    QFETCH(bool, digest);
+    const QByteArray content = largeContent();
+    m_server->on("/a", [=](const HttpRequest& request) {
+        return ranges ? HttpResponse::content(request, content) : HttpResponse::ok(content);
+    });
+    const QString guid = engine().submit({item("/a", content.size(), digest ? md5Of(content) : QByteArray())});
+    TRY_END(guid, "Success");
+    QVERIFY(contentOf(QStringLiteral("a")) == content);
+    QTEST(m_server->requestCount("/a"), "requests");
+    QVERIFY(ranges != m_server->requests("/a").constLast().hasHeader("Range"));
+    QCOMPARE(number(engine().lastItem(guid, url("/a")), "current_retry_times"), 0);
+}
+
+void tst_VantorEngineResume::givesUpSegmentsThatFail()
+{
+    // A server that lets one connection in: all but the first are turned away.
+    const QByteArray content = largeContent();
+    m_server->on("/a", [content](const HttpRequest& request) {
+        HttpResponse response = HttpResponse::content(request, content).addHeader("ETag", "\"v1\"");
+        return request.connection == 1 ? response.rate(200 * 1000 * 1000) : HttpResponse::withStatus(503);
+    });
+    const QString guid = engine().submit({itemFor("/a", content)});
+    TRY_END(guid, "Success");
+    QVERIFY(contentOf(QStringLiteral("a")) == content);
+    QCOMPARE(number(engine().lastItem(guid, url("/a")), "current_retry_times"), 0);
+    QVERIFY(m_server->requestCount("/a") <= 10);
 }
 
 void tst_VantorEngineResume::resumesWithinARun()
@@ -87,7 +452,7 @@ void tst_VantorEngineResume::goesOnAsLongAsThereIsProgress()
 void tst_VantorEngineResume::startsOverWhenResumingIsDisabled()
 {
     const QByteArray content = sampleContent(300000);
-    makeFile(QStringLiteral("a_tmp"), sampleContent(100000, 99));
+    makePartial("/a", sampleContent(100000, 99), content.size());
     m_server->serve("/a", content);
     m_server->once("/a", HttpResponse::ok(content).closeAfter(200000));
     QJsonObject file = itemFor("/a", content);
@@ -105,7 +470,7 @@ void tst_VantorEngineResume::startsOverWhenResumingIsDisabled()
 void tst_VantorEngineResume::startsOverWhenTheServerSendsTheWhole()
 {
     const QByteArray content = sampleContent(300000);
-    makeFile(QStringLiteral("a_tmp"), sampleContent(100000, 99)); // would spoil the file if it were kept
+    makePartial("/a", sampleContent(100000, 99), content.size()); // would spoil the file if it were kept
     m_server->always("/a", HttpResponse::ok(content));
     const QString guid = engine().submit({itemFor("/a", content)});
     TRY_END(guid, "Success");
@@ -120,7 +485,7 @@ void tst_VantorEngineResume::startsOverWhenTheServerSendsTheWhole()
 void tst_VantorEngineResume::neverSplicesPartialContentFromElsewhere()
 {
     const QByteArray content = sampleContent(300000);
-    makeFile(QStringLiteral("a_tmp"), content.left(100000));
+    makePartial("/a", content.left(100000), content.size(), "\"v1\"");
     m_server->once(
         "/a",
         HttpResponse::withStatus(206, content.mid(100001)).addHeader("Content-Range", "bytes 100001-299999/300000"));
@@ -140,7 +505,7 @@ void tst_VantorEngineResume::neverSplicesPartialContentFromElsewhere()
 void tst_VantorEngineResume::acceptsARefusedRangeWhenAllIsThere()
 {
     const QByteArray content = sampleContent(3000);
-    makeFile(QStringLiteral("a_tmp"), content);
+    makePartial("/a", content, -1);
     m_server->serve("/a", content);
     const QString guid = engine().submit({item("/a", 0, md5Of(content))});
     TRY_END(guid, "Success");
@@ -166,7 +531,7 @@ void tst_VantorEngineResume::startsOverAfterARefusedRange()
     QFETCH(bool, sizeKnown);
     QFETCH(qint64, total);
     const QByteArray content = sampleContent(3000);
-    makeFile(QStringLiteral("a_tmp"), sampleContent(partial, 99));
+    makePartial("/a", sampleContent(partial, 99), sizeKnown ? content.size() : -1);
     m_server->once("/a", HttpResponse::rangeNotSatisfiable(total));
     m_server->serve("/a", content);
     const QString guid = engine().submit({item("/a", sizeKnown ? content.size() : 0, md5Of(content))});
@@ -181,7 +546,7 @@ void tst_VantorEngineResume::startsOverAfterARefusedRange()
 void tst_VantorEngineResume::givesUpOnARangeThatIsRefusedTwice()
 {
     const QByteArray content = sampleContent(3000);
-    makeFile(QStringLiteral("a_tmp"), content.left(1000));
+    makePartial("/a", content.left(1000), content.size());
     m_server->once("/a", HttpResponse::rangeNotSatisfiable(-1));
     m_server->once("/a", HttpResponse::ok(content).closeAfter(2000)); // leaves something to resume from
     m_server->always("/a", HttpResponse::rangeNotSatisfiable(-1));
@@ -196,7 +561,7 @@ void tst_VantorEngineResume::givesUpOnARangeThatIsRefusedTwice()
 void tst_VantorEngineResume::startsOverWithAPartialFileThatIsTooLong()
 {
     const QByteArray content = sampleContent(3000);
-    makeFile(QStringLiteral("a_tmp"), content + "x");
+    makePartial("/a", content + "x", content.size() + 1);
     m_server->serve("/a", content);
     const QString guid = engine().submit({itemFor("/a", content)});
     TRY_END(guid, "Success");
@@ -208,7 +573,7 @@ void tst_VantorEngineResume::startsOverWithAPartialFileThatIsTooLong()
 void tst_VantorEngineResume::verifiesAPartialFileThatIsComplete()
 {
     const QByteArray content = sampleContent(3000);
-    makeFile(QStringLiteral("a_tmp"), content);
+    makePartial("/a", content, content.size());
     const QString guid = engine().submit({itemFor("/a", content)});
     TRY_END(guid, "Success");
     QCOMPARE(m_server->requestCount(), 0);
@@ -245,7 +610,9 @@ void tst_VantorEngineResume::resumesAfterBeingKilled()
     const QVector<HttpRequest> requests = m_server->requests("/a");
     QCOMPARE(requests.size(), 5);
     for (int i = 1; i < requests.size(); ++i) {
-        QVERIFY(requests.at(i).rangeStart() > i * 400 * 1000); // goes on where it was, never from the start
+        // Goes on where it was, never from the start. A kill may fall between a write and its note, so the last piece
+        // that was written need not count.
+        QVERIFY(requests.at(i).rangeStart() > i * 400 * 1000 - VantorEngine::Transfer::kSliceBytes);
     }
 }
 

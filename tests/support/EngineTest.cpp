@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "EngineTest.h"
 
+#include "StateFile.h"
+
 #include <QCryptographicHash>
 
 namespace EngineTesting {
 
 const char* const kTestConfig = R"({"max_parallel_files":6,"retry_limit":3,"retry_delay_ms":5,"retry_delay_cap_ms":20,
-    "stall_timeout_ms":30000,"ca_file":"","download_policy":{"download_bandwidth":0,"progress_callback_interval":10}})";
+    "response_timeout_ms":30000,"stall_timeout_ms":30000,"ca_file":"","proxy":"system",
+    "download_policy":{"download_bandwidth":0,"progress_callback_interval":10}})";
 
 EngineClient& engine()
 {
@@ -118,6 +121,17 @@ void EngineTest::makeFile(const QString& name, const QByteArray& content) const
     QFile file(at(name));
     QVERIFY(file.open(QIODevice::WriteOnly));
     QCOMPARE(file.write(content), content.size());
+}
+
+void EngineTest::makePartial(const QByteArray& path, const QByteArray& content, qint64 size,
+                             const QByteArray& validator) const
+{
+    const QString name = QString::fromUtf8(path.mid(path.lastIndexOf('/') + 1));
+    makeFile(name + QStringLiteral("_tmp"), content);
+    VantorEngine::StateFile state(at(name + QStringLiteral("_tmp_state")));
+    VantorEngine::Coverage onDisk;
+    onDisk.add({0, content.size()});
+    QVERIFY(state.create({url(path), url(path), validator, size}, onDisk));
 }
 
 QByteArray EngineTest::contentOf(const QString& name) const

@@ -53,6 +53,10 @@ protected:
     QJsonObject item(const QByteArray& path, qint64 size, const QByteArray& md5) const;
     QJsonObject itemFor(const QByteArray& path, const QByteArray& content) const;
     void makeFile(const QString& name, const QByteArray& content) const;
+    /// What an earlier run leaves when it is ended: the beginning of a file, and the state file beside it.
+    /// \param size of the whole file, as the server told it.
+    void makePartial(const QByteArray& path, const QByteArray& content, qint64 size,
+                     const QByteArray& validator = {}) const;
     QByteArray contentOf(const QString& name) const;
     /// The Range headers that came, in order. Requests are not counted where a connection ends in the middle of a body:
     /// Qt may send such a request once more by itself, for nobody.

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // A process that downloads one list with the engine, to be killed, or to end in the middle, by tests.
 //
-//   engine_host MODULE LIST OUT [--config JSON] [--no-app] [--exit-after BYTES | --return-after BYTES]
+//   engine_host MODULE LIST OUT [--config JSON] [--no-app] [--chunk] [--exit-after BYTES | --return-after BYTES]
 //
-// MODULE is the engine's file, LIST a file with a download list. The final group callback's text goes to the file
-// OUT. --no-app runs without an application object. --exit-after calls exit() from the main thread once so many
-// bytes are on disk, --return-after returns from main(). Exit code: 0 for a group that ended Success, or was left
-// as asked; 1 for another end; 2 when nothing could be started.
+// MODULE is the engine's file, LIST a file with a download list, or with --chunk the request of a chunk task. The final
+// callback's text goes to the file OUT. --no-app runs without an application object. --exit-after calls exit() from the
+// main thread once so many bytes are on disk, --return-after returns from main(). Exit code: 0 for a group that ended
+// Success, or was left as asked; 1 for another end; 2 when nothing could be started.
 
 #include "VantorApi.h"
 
@@ -32,6 +32,7 @@ struct Options
     QString out;
     QByteArray config;
     bool application = true;
+    bool chunk = false;
     qint64 exitAfter = -1;
     qint64 returnAfter = -1;
 };
@@ -74,6 +75,17 @@ void onGroup(const char*, const char* data)
     p.changed.notify_all();
 }
 
+void onChunk(const char*, const char* data)
+{
+    const QJsonObject response = QJsonDocument::fromJson(data).object();
+    Progress& p = progress();
+    const std::lock_guard<std::mutex> lock(p.mutex);
+    p.status = response.value(QStringLiteral("status")).toString().toStdString();
+    p.text = data;
+    p.bytes = static_cast<qint64>(response.value(QStringLiteral("current_download_byte")).toDouble());
+    p.changed.notify_all();
+}
+
 Options parse(int argc, char** argv)
 {
     Options options;
@@ -84,6 +96,8 @@ Options parse(int argc, char** argv)
         const std::string option = argv[i];
         if (option == "--no-app") {
             options.application = false;
+        } else if (option == "--chunk") {
+            options.chunk = true;
         } else if (option == "--config" && i + 1 < argc) {
             options.config = argv[++i];
         } else if (option == "--exit-after" && i + 1 < argc) {
@@ -106,12 +120,21 @@ bool startDownload(const Options& options)
     const auto onGroupTask =
         reinterpret_cast<decltype(&Vantor_SetGroupTaskCallback)>(module.resolve("Vantor_SetGroupTaskCallback"));
     const auto setList = reinterpret_cast<decltype(&Vantor_SetDownloadList)>(module.resolve("Vantor_SetDownloadList"));
-    if (init == nullptr || onGroupTask == nullptr || setList == nullptr) {
+    const auto onChunkTask =
+        reinterpret_cast<decltype(&Vantor_SetChunkTaskCallback)>(module.resolve("Vantor_SetChunkTaskCallback"));
+    const auto startChunk = reinterpret_cast<decltype(&Vantor_StartChunkTask)>(module.resolve("Vantor_StartChunkTask"));
+    if (init == nullptr || onGroupTask == nullptr || setList == nullptr || onChunkTask == nullptr ||
+        startChunk == nullptr) {
         return false;
     }
     init("", options.config.constData(), 3, 1);
     onGroupTask(onGroup);
-    setList(list.readAll().constData(), "");
+    onChunkTask(onChunk);
+    if (options.chunk) {
+        startChunk(list.readAll().constData(), "");
+    } else {
+        setList(list.readAll().constData(), "");
+    }
     return true;
 }
 

@@ -16,6 +16,8 @@ private slots:
     void keepsValuesOfMissingAndWrongMembers();
     void changesNothingForUnreadableText_data();
     void changesNothingForUnreadableText();
+    void refusesUnusableProxies_data();
+    void refusesUnusableProxies();
     void readsPolicy_data();
     void readsPolicy();
 };
@@ -27,8 +29,12 @@ void tst_EngineSettings::hasTheDocumentedDefaults()
     QCOMPARE(settings.retryLimit, 5);
     QCOMPARE(settings.retryDelayMs, 500);
     QCOMPARE(settings.retryDelayCapMs, 8000);
+    QCOMPARE(settings.responseTimeoutMs, 30000);
     QCOMPARE(settings.stallTimeoutMs, 30000);
+    QCOMPARE(settings.maxParallelChunks, 8);
+    QCOMPARE(settings.packageBaseUrl, QString());
     QCOMPARE(settings.caFile, QString());
+    QCOMPARE(settings.proxy, QStringLiteral("system"));
     QCOMPARE(settings.bandwidthLimit, 0);
     QCOMPARE(settings.progressIntervalMs, 100);
 }
@@ -37,14 +43,20 @@ void tst_EngineSettings::readsEveryStartupMember()
 {
     Settings settings;
     QVERIFY(applyStartup(settings, R"({"max_parallel_files":3,"retry_limit":7,"retry_delay_ms":11,
-        "retry_delay_cap_ms":99,"stall_timeout_ms":1234,"ca_file":"/a b.pem",
+        "retry_delay_cap_ms":99,"response_timeout_ms":4321,"stall_timeout_ms":1234,"ca_file":"/a b.pem",
+        "proxy":"none",
+        "max_parallel_chunks":5,"package_base_url":"packages",
         "download_policy":{"download_bandwidth":2048,"progress_callback_interval":50}})"));
     QCOMPARE(settings.maxParallelFiles, 3);
     QCOMPARE(settings.retryLimit, 7);
     QCOMPARE(settings.retryDelayMs, 11);
     QCOMPARE(settings.retryDelayCapMs, 99);
+    QCOMPARE(settings.responseTimeoutMs, 4321);
     QCOMPARE(settings.stallTimeoutMs, 1234);
     QCOMPARE(settings.caFile, QStringLiteral("/a b.pem"));
+    QCOMPARE(settings.proxy, QStringLiteral("none"));
+    QCOMPARE(settings.maxParallelChunks, 5);
+    QCOMPARE(settings.packageBaseUrl, QStringLiteral("packages"));
     QCOMPARE(settings.bandwidthLimit, 2048);
     QCOMPARE(settings.progressIntervalMs, 50);
 }
@@ -100,6 +112,30 @@ void tst_EngineSettings::changesNothingForUnreadableText()
     QCOMPARE(applyPolicy(settings, text), readable);
     QCOMPARE(settings.maxParallelFiles, 6);
     QCOMPARE(settings.bandwidthLimit, 5);
+}
+
+void tst_EngineSettings::refusesUnusableProxies_data()
+{
+    QTest::addColumn<QByteArray>("proxy");
+    QTest::newRow("no text") << QByteArray("8080");
+    QTest::newRow("empty") << QByteArray("\"\"");
+    QTest::newRow("a word") << QByteArray("\"automatic\"");
+    QTest::newRow("no port") << QByteArray("\"http://proxy.example\"");
+    QTest::newRow("no host") << QByteArray("\"http://:8080\"");
+    QTest::newRow("another scheme") << QByteArray("\"ftp://proxy.example:21\"");
+}
+
+void tst_EngineSettings::refusesUnusableProxies()
+{
+    QFETCH(QByteArray, proxy);
+    Settings settings;
+    settings.proxy = QStringLiteral("none");
+    QVERIFY(applyStartup(settings, "{\"proxy\":" + proxy + '}'));
+    QCOMPARE(settings.proxy, QStringLiteral("none"));
+    QVERIFY(applyStartup(settings, "{\"proxy\":\"http://proxy.example:3128\"}"));
+    QCOMPARE(settings.proxy, QStringLiteral("http://proxy.example:3128"));
+    QVERIFY(applyStartup(settings, R"({"proxy":"system"})"));
+    QCOMPARE(settings.proxy, QStringLiteral("system"));
 }
 
 void tst_EngineSettings::readsPolicy_data()

@@ -28,6 +28,9 @@ void tst_FileNames::judgesNames_data()
     row(QStringLiteral("..a"), true, true);
     row(QStringLiteral("a..b"), true, true);
     row(QStringLiteral(" a"), true, true);
+    row(QString(241, QLatin1Char('n')), true, true);
+    row(QString(242, QLatin1Char('n')), false, false); // no room for the partial file's name
+    row(QString(121, QChar(0xE4)), false, true);       // bytes count here, characters there
     row(QString(), false, false);
     row(QStringLiteral("."), false, false);
     row(QStringLiteral(".."), false, false);

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "ChunkAnswer.h"
 #include "FileReport.h"
 #include "Json.h"
 
@@ -22,9 +21,6 @@ private slots:
     void writesErrorsUnderTheirKinds();
     void keepsTheResponseOutOfBriefObjectsWithoutError();
     void namesEveryStatus();
-    void answersChunkTasks();
-    void makesAGuidForAChunkTaskWithoutOne_data();
-    void makesAGuidForAChunkTaskWithoutOne();
 };
 
 namespace {
@@ -156,36 +152,6 @@ void tst_FileReport::namesEveryStatus()
     for (int i = 0; i < groups.size(); ++i) {
         QCOMPARE(QString::fromLatin1(statusName(static_cast<GroupStatus>(i))), groups.at(i));
     }
-}
-
-void tst_FileReport::answersChunkTasks()
-{
-    const ChunkAnswer answer = chunkAnswer(
-        R"({"guid":"g1","action":"fetch_size","package_id":"p","branch":"b","pre_download":true,"token":"secret"})");
-    QCOMPARE(answer.guid, QByteArray("g1"));
-    const QJsonObject expected = parsed(R"({"guid":"g1","action":"fetch_size","package_id":"p","branch":"b",
-        "pre_download":true,"status":"Failed","completed":true,"error_code":100,
-        "error_msg":"chunk tasks are not supported by this engine yet"})");
-    QCOMPARE(parsed(answer.text), expected);
-}
-
-void tst_FileReport::makesAGuidForAChunkTaskWithoutOne_data()
-{
-    QTest::addColumn<QByteArray>("request");
-    QTest::newRow("empty guid") << QByteArray(R"({"guid":"","action":"fetch_size"})");
-    QTest::newRow("no guid") << QByteArray(R"({"action":"fetch_size"})");
-    QTest::newRow("not JSON") << QByteArray("fetch_size");
-    QTest::newRow("empty") << QByteArray();
-}
-
-void tst_FileReport::makesAGuidForAChunkTaskWithoutOne()
-{
-    QFETCH(QByteArray, request);
-    const ChunkAnswer answer = chunkAnswer(request);
-    QCOMPARE(answer.guid.size(), 36);
-    QVERIFY(answer.guid != chunkAnswer(request).guid);
-    QCOMPARE(parsed(answer.text).value(QStringLiteral("guid")).toString().toUtf8(), answer.guid);
-    QVERIFY(parsed(answer.text).value(QStringLiteral("completed")).toBool());
 }
 
 QTEST_GUILESS_MAIN(tst_FileReport)
