@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "DownloadCommand.h"
 
+#include "DownloadHttpSession.h"
 #include "DownloadOptions.h"
 #include "DownloadSession.h"
 #include "EngineHint.h"
@@ -16,6 +17,8 @@
 #include <QDir>
 #include <QEvent>
 #include <QStandardPaths>
+
+#include <memory>
 
 namespace {
 
@@ -43,6 +46,13 @@ int refuseForEngine()
         Terminal::Stream::Error,
         QStringLiteral("error: the download engine was not found, or lacks a function.\n%1\n").arg(engineHint()));
     return ExitCode::kNoEngine;
+}
+
+std::unique_ptr<DownloadRun> makeRun(const DownloadOptions& options, ProgressDisplay* display)
+{
+    if (options.backend == DownloadOptions::Backend::Http)
+        return std::make_unique<DownloadHttpSession>(options, display);
+    return std::make_unique<DownloadSession>(options, display);
 }
 
 } // namespace
@@ -80,7 +90,7 @@ int DownloadCommand::download(const DownloadOptions& options)
     if (!QDir().mkpath(options.folder))
         return refuse(QStringLiteral("cannot make the folder %1").arg(QDir::toNativeSeparators(options.folder)));
     Language::use(options.language);
-    if (!startEngine())
+    if (options.backend == DownloadOptions::Backend::Engine && !startEngine())
         return refuseForEngine();
 
     const int exitCode = runSession(options);
@@ -92,11 +102,11 @@ int DownloadCommand::download(const DownloadOptions& options)
 int DownloadCommand::runSession(const DownloadOptions& options)
 {
     ProgressDisplay display;
-    DownloadSession session(options, &display);
+    const std::unique_ptr<DownloadRun> session = makeRun(options, &display);
     const Interrupt interrupt;
-    QObject::connect(&interrupt, &Interrupt::requested, &session, &DownloadSession::interrupt);
-    QObject::connect(&session, &DownloadSession::ended, QCoreApplication::instance(), &QCoreApplication::exit,
+    QObject::connect(&interrupt, &Interrupt::requested, session.get(), &DownloadRun::interrupt);
+    QObject::connect(session.get(), &DownloadRun::ended, QCoreApplication::instance(), &QCoreApplication::exit,
                      Qt::QueuedConnection);
-    session.start();
+    session->start();
     return QCoreApplication::exec();
 }

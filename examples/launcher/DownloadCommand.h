@@ -5,7 +5,7 @@
 
 struct DownloadOptions;
 
-/// \brief "launcher download": files of one group through DownloadController, until their end.
+/// \brief "launcher download": files through DownloadController or DownloadManager, until their end.
 class DownloadCommand : public Command
 {
 public:

@@ -2,7 +2,7 @@
 #include "DownloadOptions.h"
 
 #include "FileList.h"
-#include "Language.h"
+#include "OptionValues.h"
 
 #include <QCommandLineParser>
 #include <QDir>
@@ -10,10 +10,8 @@
 
 namespace {
 
-constexpr int kPatienceSeconds = 60;
-// What fits into the engine's bandwidth in bytes per second, with room to spare.
-constexpr qint64 kMostKilobytes = 1LL << 40;
-constexpr int kMostPatienceSeconds = 24 * 60 * 60;
+const QString kEngine = QStringLiteral("engine");
+const QString kHttp = QStringLiteral("http");
 
 const QLatin1String kHelp(
     R"(Usage: launcher download --dir DIR [OPTIONS] URL...
@@ -28,13 +26,14 @@ Options:
   --list FILE         the files, one a line: URL, size in bytes and MD5, separated
                       by blanks. Size and MD5 may be left out or "-"; size 0 is
                       unknown. Lines that begin with # are skipped.
+  --backend NAME      engine (default), or http for the library's own downloader
   --limit KIBPS       at most so many KiB per second, 0 for no limit
-  --pcdn              allow peer-assisted delivery
+  --pcdn              allow peer-assisted delivery (engine only)
   --log FILE          append the library's log to a file
   --lang LANGUAGE     of the progress display: en-us or zh-cn (default: the
                       system's)
   --patience SECONDS  give up when the engine reports nothing for so long
-                      (default: 60)
+                      (default: 60; engine only)
   -h, --help          this text
 
 Exit codes:
@@ -63,7 +62,7 @@ class Reader
 public:
     explicit Reader(DownloadOptions* options) : m_options(options)
     {
-        m_parser.addOptions({m_help, m_folder, m_md5, m_list, m_limit, m_pcdn, m_log, m_lang, m_patience});
+        m_parser.addOptions({m_help, m_folder, m_md5, m_list, m_backend, m_limit, m_pcdn, m_log, m_lang, m_patience});
     }
 
     QString read(const QStringList& arguments)
@@ -77,8 +76,8 @@ public:
 
         m_options->usePcdn = m_parser.isSet(m_pcdn);
         m_options->logPath = m_parser.value(m_log);
-        for (const auto step : {&Reader::readFolder, &Reader::readFiles, &Reader::readMd5, &Reader::readLimit,
-                                &Reader::readLanguage, &Reader::readPatience}) {
+        for (const auto step : {&Reader::readFolder, &Reader::readFiles, &Reader::readMd5, &Reader::readBackend,
+                                &Reader::readLimit, &Reader::readLanguage, &Reader::readPatience}) {
             const QString error = (this->*step)();
             if (!error.isEmpty())
                 return error;
@@ -128,36 +127,24 @@ private:
         return FileList::parseMd5(m_parser.value(m_md5), &m_options->files.first());
     }
 
-    QString readLimit()
+    QString readBackend()
     {
-        if (!m_parser.isSet(m_limit))
+        const QString name = m_parser.isSet(m_backend) ? m_parser.value(m_backend) : kEngine;
+        if (name == kEngine)
             return QString();
-        bool isNumber = false;
-        const qint64 limit = m_parser.value(m_limit).toLongLong(&isNumber);
-        if (!isNumber || limit < 0 || limit > kMostKilobytes)
-            return QStringLiteral("--limit wants a number of KiB per second");
-        m_options->limitKilobytes = limit;
+        if (name != kHttp)
+            return QStringLiteral("--backend wants %1 or %2").arg(kEngine, kHttp);
+        m_options->backend = DownloadOptions::Backend::Http;
+        if (m_options->usePcdn || m_parser.isSet(m_patience))
+            return QStringLiteral("--pcdn and --patience go with the engine");
         return QString();
     }
 
-    QString readLanguage()
-    {
-        m_options->language = m_parser.isSet(m_lang) ? m_parser.value(m_lang) : Language::ofSystem();
-        if (!Language::names().contains(m_options->language))
-            return QStringLiteral("--lang wants %1").arg(Language::names().join(QLatin1String(" or ")));
-        return QString();
-    }
+    QString readLimit() { return OptionValues::readLimit(m_parser, m_limit, &m_options->limitKilobytes); }
 
-    QString readPatience()
-    {
-        m_options->patienceSeconds = kPatienceSeconds;
-        if (!m_parser.isSet(m_patience))
-            return QString();
-        m_options->patienceSeconds = m_parser.value(m_patience).toInt();
-        if (m_options->patienceSeconds < 1 || m_options->patienceSeconds > kMostPatienceSeconds)
-            return QStringLiteral("--patience wants a number of seconds");
-        return QString();
-    }
+    QString readLanguage() { return OptionValues::readLanguage(m_parser, m_lang, &m_options->language); }
+
+    QString readPatience() { return OptionValues::readPatience(m_parser, m_patience, &m_options->patienceSeconds); }
 
     DownloadOptions* const m_options;
     QCommandLineParser m_parser;
@@ -165,6 +152,7 @@ private:
     const QCommandLineOption m_folder = withValue(QStringLiteral("dir"));
     const QCommandLineOption m_md5 = withValue(QStringLiteral("md5"));
     const QCommandLineOption m_list = withValue(QStringLiteral("list"));
+    const QCommandLineOption m_backend = withValue(QStringLiteral("backend"));
     const QCommandLineOption m_limit = withValue(QStringLiteral("limit"));
     const QCommandLineOption m_pcdn{QStringLiteral("pcdn")};
     const QCommandLineOption m_log = withValue(QStringLiteral("log"));

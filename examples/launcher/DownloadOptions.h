@@ -12,7 +12,10 @@
 /// \brief What the user asked "launcher download" for.
 struct DownloadOptions
 {
+    enum class Backend { Engine, Http };
+
     QString folder; ///< absolute path
+    Backend backend = Backend::Engine;
     QVector<FileRequest> files;
     std::optional<qint64> limitKilobytes; ///< KiB per second; 0 for none
     bool usePcdn = false;

@@ -7,8 +7,6 @@
 #include "vantor/VantorExporter.h"
 
 #include <QDateTime>
-#include <QDir>
-#include <QFileInfo>
 
 #include <algorithm>
 
@@ -18,17 +16,10 @@ constexpr int kStopLimitMs = 5000;
 constexpr int kMsPerSecond = 1000;
 const QLatin1String kDuplicated("Duplicated");
 
-QString seconds(qint64 milliseconds)
-{
-    return QStringLiteral("%1 s").arg(static_cast<double>(milliseconds) / kMsPerSecond, 0, 'f', 1);
-}
-
 } // namespace
 
 DownloadSession::DownloadSession(const DownloadOptions& options, ProgressDisplay* display, QObject* parent)
-    : QObject(parent),
-      m_options(options),
-      m_display(display),
+    : DownloadRun(options, display, parent),
       m_controller(nullptr, QStringLiteral("launcher")),
       m_silence(this),
       m_stopLimit(this)
@@ -67,35 +58,22 @@ void DownloadSession::connectController()
 void DownloadSession::start()
 {
     m_state = State::Running;
-    m_clock.start();
+    startClock();
     m_silence.start();
-    m_display->show(m_progress);
+    display().show(m_progress);
 
     m_controller.SetLogTag("[launcher]");
-    m_controller.SetEnablePcdn(m_options.usePcdn);
-    if (m_options.limitKilobytes)
-        m_controller.SetSpeedLimit(*m_options.limitKilobytes);
+    m_controller.SetEnablePcdn(options().usePcdn);
+    if (options().limitKilobytes)
+        m_controller.SetSpeedLimit(*options().limitKilobytes);
     m_groupId = m_controller.SetTask(models(), Normal);
-    m_controller.StartDownloadTask(m_groupId, m_options.folder);
-}
-
-QVector<DownloadTaskModel> DownloadSession::models()
-{
-    QVector<DownloadTaskModel> result;
-    for (const FileRequest& file : m_options.files) {
-        DownloadTaskModel model;
-        const QString url = file.url.toString(QUrl::FullyEncoded);
-        model.Init(url, m_options.folder, file.md5, QString(), file.size);
-        result.append(model);
-        m_nameByUrl.insert(url, file.fileName());
-    }
-    return result;
+    m_controller.StartDownloadTask(m_groupId, options().folder);
 }
 
 void DownloadSession::interrupt()
 {
     if (m_state == State::Running) {
-        m_display->note(QStringLiteral("Stopping ..."));
+        display().note(QStringLiteral("Stopping ..."));
         stop(ExitCode::kInterrupted);
     } else if (m_state == State::Stopping) {
         end(ExitCode::kInterrupted);
@@ -107,14 +85,14 @@ void DownloadSession::stop(int exitCode)
     m_state = State::Stopping;
     m_stopExitCode = exitCode;
     m_silence.stop();
-    m_display->clear();
+    display().clear();
     m_stopLimit.start();
     m_controller.StopDownloadTask(m_groupId);
 }
 
 void DownloadSession::stopTimedOut()
 {
-    m_display->error(
+    display().error(
         QStringLiteral("warning: the engine has not confirmed the stop within %1").arg(seconds(kStopLimitMs)));
     end(m_stopExitCode);
 }
@@ -130,7 +108,7 @@ void DownloadSession::onDownloadProgress(const ProgressInfo& info)
     m_foundBytes = std::max(m_progress.doneBytes - m_receivedBytes, qint64(0));
     if (m_speedMeter.IsEmpty())
         m_speedMeter.UpdateCurSpeed(m_receivedBytes, QDateTime::currentMSecsSinceEpoch());
-    m_display->show(m_progress);
+    display().show(m_progress);
 }
 
 void DownloadSession::onCheckProgress(const ProgressInfo& info)
@@ -142,7 +120,7 @@ void DownloadSession::onCheckProgress(const ProgressInfo& info)
     m_progress.totalBytes = info.GetTotalBytes();
     m_progress.speedText = info.GetSpeed() > 0 ? ProgressText::speed(info.GetSpeed()) : QString();
     m_progress.timeText.clear();
-    m_display->show(m_progress);
+    display().show(m_progress);
 }
 
 /// The texts that come with the signal measure everything that turns up, so that a resumed download begins with an
@@ -156,21 +134,21 @@ void DownloadSession::onSpeedDue()
     m_progress.timeText = m_speedMeter.GetCurSpeed() > 0
                               ? m_speedMeter.GetNeedTimeString(m_progress.doneBytes, m_progress.totalBytes)
                               : QString();
-    m_display->show(m_progress);
+    display().show(m_progress);
 }
 
 void DownloadSession::onRetry(const TaskInfo& info)
 {
     if (m_state == State::Running)
-        m_display->note(QStringLiteral("retrying %1").arg(describe(info)));
+        display().note(QStringLiteral("retrying %1").arg(describe(info)));
 }
 
 void DownloadSession::onError(const TaskInfo& info)
 {
     if (m_state == State::Ended)
         return;
-    m_display->clear();
-    m_display->error(QStringLiteral("error: %1").arg(describe(info)));
+    display().clear();
+    display().error(QStringLiteral("error: %1").arg(describe(info)));
     // The errors of all files come in one go, so the end waits for its turn.
     if (++m_failedFiles == 1)
         QMetaObject::invokeMethod(this, &DownloadSession::endWithErrors, Qt::QueuedConnection);
@@ -180,10 +158,8 @@ void DownloadSession::endWithErrors()
 {
     if (m_state == State::Ended)
         return;
-    m_display->clear();
-    m_display->error(QStringLiteral("%1 of %2 files failed; the same command goes on where this one stopped")
-                         .arg(m_failedFiles)
-                         .arg(m_options.files.size()));
+    display().clear();
+    display().error(failureSummary(m_failedFiles));
     end(ExitCode::kFilesFailed);
 }
 
@@ -191,14 +167,14 @@ void DownloadSession::onFinish()
 {
     if (m_state == State::Ended)
         return;
-    m_display->clear();
+    display().clear();
     const QString missing = unfinishedFile();
     if (!missing.isEmpty()) {
-        m_display->error(QStringLiteral("error: %1: reported as finished but not in place").arg(missing));
+        display().error(QStringLiteral("error: %1: reported as finished but not in place").arg(missing));
         end(ExitCode::kFilesFailed);
         return;
     }
-    m_display->note(summary());
+    display().note(summary(m_foundBytes));
     end(ExitCode::kAllFinished);
 }
 
@@ -210,8 +186,8 @@ void DownloadSession::onCancelled()
     }
     if (m_state != State::Running)
         return;
-    m_display->clear();
-    m_display->error(QStringLiteral("error: the engine has cancelled the download"));
+    display().clear();
+    display().error(QStringLiteral("error: the engine has cancelled the download"));
     end(ExitCode::kNoAnswer);
 }
 
@@ -226,8 +202,8 @@ void DownloadSession::onGroupCallback(const QString& data)
     model.Parse(data.toUtf8());
     if (model.status != kDuplicated)
         return;
-    m_display->clear();
-    m_display->error(QStringLiteral("error: the engine is already downloading these files"));
+    display().clear();
+    display().error(QStringLiteral("error: the engine is already downloading these files"));
     end(ExitCode::kNoAnswer);
 }
 
@@ -235,9 +211,9 @@ void DownloadSession::onSilence()
 {
     if (m_state != State::Running)
         return;
-    m_display->clear();
-    m_display->error(QStringLiteral("error: the engine has reported nothing for %1")
-                         .arg(seconds(qint64(m_options.patienceSeconds) * kMsPerSecond)));
+    display().clear();
+    display().error(QStringLiteral("error: the engine has reported nothing for %1")
+                        .arg(seconds(qint64(options().patienceSeconds) * kMsPerSecond)));
     stop(ExitCode::kNoAnswer);
 }
 
@@ -248,53 +224,8 @@ void DownloadSession::end(int exitCode)
     m_state = State::Ended;
     m_silence.stop();
     m_stopLimit.stop();
-    m_display->clear();
+    display().clear();
     if (exitCode == ExitCode::kInterrupted)
-        m_display->note(QStringLiteral("Stopped. The same command goes on where this one stopped."));
+        display().note(QStringLiteral("Stopped. The same command goes on where this one stopped."));
     Q_EMIT ended(exitCode);
-}
-
-QString DownloadSession::nameOf(const TaskInfo& info) const
-{
-    if (info.GetUrl().isEmpty())
-        return QStringLiteral("download");
-    return m_nameByUrl.value(info.GetUrl(), info.GetUrl());
-}
-
-QString DownloadSession::describe(const TaskInfo& info) const
-{
-    const QString message = info.GetErrorString().isEmpty() ? QStringLiteral("no message") : info.GetErrorString();
-    QString text = QStringLiteral("%1: code %2: %3").arg(nameOf(info)).arg(info.GetErrorCode()).arg(message);
-    QStringList details;
-    if (info.GetStatusCode() > 0)
-        details << QStringLiteral("HTTP %1").arg(info.GetStatusCode());
-    if (info.GetRetryTimes() > 0)
-        details << QStringLiteral("retry %1").arg(info.GetRetryTimes());
-    if (!details.isEmpty())
-        text += QStringLiteral(" (%1)").arg(details.join(QLatin1String(", ")));
-    return text;
-}
-
-/// \brief The first file that is not in its place with its size, whatever the engine says; empty when all are.
-QString DownloadSession::unfinishedFile() const
-{
-    for (const FileRequest& file : m_options.files) {
-        const QFileInfo info(QDir(m_options.folder).filePath(file.fileName()));
-        if (!info.isFile() || (file.size > 0 && info.size() != file.size))
-            return file.fileName();
-    }
-    return QString();
-}
-
-QString DownloadSession::summary() const
-{
-    qint64 bytes = 0;
-    for (const FileRequest& file : m_options.files)
-        bytes += QFileInfo(QDir(m_options.folder).filePath(file.fileName())).size();
-    QString text = QStringLiteral("Finished: %1 files, %2 in %3")
-                       .arg(m_options.files.size())
-                       .arg(ProgressText::size(bytes), seconds(m_clock.elapsed()));
-    if (m_foundBytes > 0)
-        text += QStringLiteral(" (%1 were there already)").arg(ProgressText::size(m_foundBytes));
-    return text;
 }

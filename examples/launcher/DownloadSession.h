@@ -1,20 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "DownloadOptions.h"
+#include "DownloadRun.h"
 #include "Manager/DownloadController.h"
 #include "ProgressText.h"
 #include "Tool/BytesUnitOperator.h"
 
-#include <QElapsedTimer>
-#include <QHash>
-#include <QObject>
 #include <QTimer>
-#include <QVector>
 
-class ProgressDisplay;
-
-/// \brief One download from its start to its end, whatever the end is.
+/// \brief A download through the engine.
 ///
 /// \code
 ///   Idle ──start──> Running ──finish──────────────> Ended (0)
@@ -25,32 +19,23 @@ class ProgressDisplay;
 ///
 /// Not every end is announced by a signal: a group whose files are being fetched already, a failure after a stop
 /// request and an engine that has died are silent. So every wait is bounded.
-class DownloadSession : public QObject
+class DownloadSession : public DownloadRun
 {
     Q_OBJECT
 
 public:
-    /// \param display shows what happens; must outlive the session
     DownloadSession(const DownloadOptions& options, ProgressDisplay* display, QObject* parent = nullptr);
 
     /// \brief Hands the files to the controller. The engine must have been started.
-    void start();
+    void start() override;
 
-public Q_SLOTS:
     /// \brief Stops the group; the second call does not wait for the engine any longer.
-    void interrupt();
-
-Q_SIGNALS:
-    /// Emitted once; nothing is shown after it.
-    void ended(int exitCode);
+    void interrupt() override;
 
 private:
     enum class State { Idle, Running, Stopping, Ended };
 
     void connectController();
-    QVector<DownloadTaskModel> models();
-    QString nameOf(const TaskInfo& info) const;
-    QString describe(const TaskInfo& info) const;
 
     void onDownloadProgress(const ProgressInfo& info);
     void onCheckProgress(const ProgressInfo& info);
@@ -66,11 +51,7 @@ private:
     void stopTimedOut();
     void endWithErrors();
     void end(int exitCode);
-    QString unfinishedFile() const;
-    QString summary() const;
 
-    const DownloadOptions m_options;
-    ProgressDisplay* const m_display;
     DownloadController m_controller;
     int m_groupId = -1;
     State m_state = State::Idle;
@@ -80,8 +61,6 @@ private:
     qint64 m_receivedBytes = 0; // in this run
     qint64 m_foundBytes = 0;    // of partial files from an earlier run
     int m_failedFiles = 0;
-    QHash<QString, QString> m_nameByUrl;
-    QElapsedTimer m_clock;
     QTimer m_silence; // restarted by every sign of life of the engine
     QTimer m_stopLimit;
 };

@@ -37,13 +37,16 @@ QStringList partsOf(const ProgressState& state)
         parts << ProgressText::tr("connecting ...");
         return parts;
     case ProgressState::Phase::Downloading:
+    case ProgressState::Phase::Working:
         parts << percent;
         break;
     case ProgressState::Phase::Verifying:
         parts << ProgressText::tr("verifying %1").arg(percent);
         break;
     }
-    if (state.totalBytes > 0)
+    if (!state.amountText.isEmpty())
+        parts << state.amountText;
+    if (state.isInBytes && state.totalBytes > 0)
         parts << QStringLiteral("%1 / %2").arg(ProgressText::size(state.doneBytes),
                                                ProgressText::size(state.totalBytes));
     if (!state.speedText.isEmpty())
@@ -82,4 +85,9 @@ QString ProgressText::speed(qint64 bytesPerSecond)
 QString ProgressText::size(qint64 bytes)
 {
     return BytesUnitOperator::GetBytesString(bytes, QStringLiteral("Adaptive"), kDecimals);
+}
+
+QString ProgressText::files(int count)
+{
+    return count == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(count);
 }

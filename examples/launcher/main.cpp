@@ -1,9 +1,19 @@
 // SPDX-License-Identifier: MIT
 // A launcher without a window: what a launcher program does with the library, on the command line.
+#include "ApiCommand.h"
+#include "CopyCommand.h"
+#include "DiskCommand.h"
 #include "DownloadCommand.h"
 #include "ExitCode.h"
+#include "LanguageCommand.h"
+#include "MachineCommand.h"
+#include "Md5Command.h"
+#include "PackageCommand.h"
+#include "ProcessCommand.h"
+#include "ProtocolCommand.h"
 #include "QCommGlobal.h"
 #include "Terminal.h"
+#include "UnpackCommand.h"
 
 #include <QCoreApplication>
 
@@ -18,6 +28,16 @@ Commands allCommands()
 {
     Commands commands;
     commands.push_back(std::make_unique<DownloadCommand>());
+    commands.push_back(std::make_unique<PackageCommand>());
+    commands.push_back(std::make_unique<UnpackCommand>());
+    commands.push_back(std::make_unique<CopyCommand>());
+    commands.push_back(std::make_unique<Md5Command>());
+    commands.push_back(std::make_unique<ApiCommand>());
+    commands.push_back(std::make_unique<MachineCommand>());
+    commands.push_back(std::make_unique<DiskCommand>());
+    commands.push_back(std::make_unique<ProcessCommand>());
+    commands.push_back(std::make_unique<ProtocolCommand>());
+    commands.push_back(std::make_unique<LanguageCommand>());
     return commands;
 }
 

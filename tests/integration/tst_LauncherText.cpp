@@ -23,6 +23,8 @@ private Q_SLOTS:
     void leavesOutWhatMattersLeast_data();
     void leavesOutWhatMattersLeast();
     void neverRoundsUpToDone();
+    void countsFiles();
+    void tellsAmountsThatAreNotBytes();
 };
 
 void tst_LauncherText::readsTheList()
@@ -165,6 +167,26 @@ void tst_LauncherText::neverRoundsUpToDone()
     QVERIFY(ProgressText::full(state).startsWith(QStringLiteral(" 99%")));
     state.doneBytes = 1000000;
     QVERIFY(ProgressText::full(state).startsWith(QStringLiteral("100%")));
+}
+
+void tst_LauncherText::countsFiles()
+{
+    QCOMPARE(ProgressText::files(0), QStringLiteral("0 files"));
+    QCOMPARE(ProgressText::files(1), QStringLiteral("1 file"));
+    QCOMPARE(ProgressText::files(2), QStringLiteral("2 files"));
+}
+
+void tst_LauncherText::tellsAmountsThatAreNotBytes()
+{
+    ProgressState state;
+    state.phase = ProgressState::Phase::Working;
+    state.totalBytes = 4;
+    state.doneBytes = 1;
+    state.isInBytes = false;
+    state.amountText = QStringLiteral("1 / 4 files");
+    QCOMPARE(ProgressText::full(state), QStringLiteral(" 25%  1 / 4 files"));
+    state.amountText = QString();
+    QCOMPARE(ProgressText::full(state), QStringLiteral(" 25%"));
 }
 
 QTEST_GUILESS_MAIN(tst_LauncherText)

@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: MIT
+#include "ApiOptions.h"
+
+#include <QCommandLineParser>
+#include <QJsonDocument>
+#include <QUrl>
+
+namespace {
+
+constexpr int kTimeoutMs = 30000;
+constexpr int kMostTimeoutMs = 24 * 60 * 60 * 1000;
+constexpr int kMostRetries = 1000;
+
+const QLatin1String kHelp(
+    R"(Usage: launcher api get|post|head|form URL [OPTIONS]
+
+Calls a web API and prints the answer: status, Content-Type and ETag, an empty
+line and the body. Only status 200 is a success.
+
+  get   the parameters go into the query; one that is given several times is
+        sent as NAME[]=VALUE for each
+  head  the same, for the headers only
+  post  the JSON text of -d is the body
+  form  the parameters are the body
+
+Options:
+  -H NAME:VALUE      a request header
+  -p NAME=VALUE      a parameter, for get, head and form
+  -c NAME=VALUE      a cookie
+  -d JSON            the body, for post
+  --retry N          try again up to N times (default: 0)
+  --backoff          double the time-out with each retry
+  --timeout MS       longest duration of an attempt (default: 30000)
+  -h, --help         this text
+
+Exit codes:
+  0  the call succeeded
+  1  it failed; an "error:" line says how
+  2  wrong arguments
+)");
+
+struct Method
+{
+    const char* name;
+    BaseHttpApi::TYPE type;
+};
+
+constexpr Method kMethods[] = {{"get", BaseHttpApi::Get},
+                               {"post", BaseHttpApi::Post},
+                               {"head", BaseHttpApi::Head},
+                               {"form", BaseHttpApi::PostForm}};
+
+struct Pair
+{
+    QString name;
+    QString value;
+};
+
+// False when there is no separator, or no name before it.
+bool split(const QString& text, QLatin1Char separator, Pair* pair)
+{
+    const int at = text.indexOf(separator);
+    if (at < 1)
+        return false;
+    pair->name = text.left(at).trimmed();
+    pair->value = text.mid(at + 1);
+    return !pair->name.isEmpty();
+}
+
+/// \brief The options as the user typed them, and what they mean.
+class Reader
+{
+public:
+    explicit Reader(ApiOptions* options) : m_options(options)
+    {
+        m_parser.addOptions({m_help, m_header, m_param, m_cookie, m_data, m_retry, m_backoff, m_timeout});
+    }
+
+    QString read(const QStringList& arguments)
+    {
+        // The parser takes the first argument for the program's name.
+        if (!m_parser.parse(QStringList(QString()) + arguments))
+            return m_parser.errorText();
+        m_options->wantsHelp = m_parser.isSet(m_help);
+        if (m_options->wantsHelp)
+            return QString();
+
+        m_options->backoff = m_parser.isSet(m_backoff);
+        for (const auto step : {&Reader::readMethod, &Reader::readUrl, &Reader::readHeaders, &Reader::readParams,
+                                &Reader::readCookies, &Reader::readBody, &Reader::readRetries, &Reader::readTimeout}) {
+            const QString error = (this->*step)();
+            if (!error.isEmpty())
+                return error;
+        }
+        return QString();
+    }
+
+private:
+    static QCommandLineOption withValue(const QString& name)
+    {
+        return QCommandLineOption(name, QString(), QStringLiteral("value"));
+    }
+
+    QString readMethod()
+    {
+        const QString name = m_parser.positionalArguments().value(0);
+        if (name.isEmpty())
+            return QStringLiteral("no method given: get, post, head or form");
+        for (const Method& method : kMethods) {
+            if (name == QLatin1String(method.name)) {
+                m_options->type = method.type;
+                return QString();
+            }
+        }
+        return QStringLiteral("unknown method \"%1\": get, post, head or form").arg(name);
+    }
+
+    QString readUrl()
+    {
+        const QStringList urls = m_parser.positionalArguments().mid(1);
+        if (urls.isEmpty())
+            return QStringLiteral("no URL given");
+        if (urls.size() > 1)
+            return QStringLiteral("one URL at a time, not also \"%1\"").arg(urls.at(1));
+        const QUrl url(urls.constFirst());
+        const bool isWeb = url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
+        if (!url.isValid() || !isWeb || url.host().isEmpty())
+            return QStringLiteral("not an http or https URL: %1").arg(urls.constFirst());
+        m_options->url = urls.constFirst();
+        return QString();
+    }
+
+    QString readHeaders()
+    {
+        const QStringList values = m_parser.values(m_header);
+        for (const QString& text : values) {
+            Pair pair;
+            if (!split(text, QLatin1Char(':'), &pair))
+                return QStringLiteral("-H wants NAME:VALUE, not \"%1\"").arg(text);
+            m_options->headers.insert(pair.name, pair.value.trimmed());
+        }
+        return QString();
+    }
+
+    QString readParams()
+    {
+        const QStringList values = m_parser.values(m_param);
+        if (!values.isEmpty() && m_options->type == BaseHttpApi::Post)
+            return QStringLiteral("-p goes with get, head and form; the body of post is -d");
+        QMap<QString, QStringList> found;
+        for (const QString& text : values) {
+            Pair pair;
+            if (!split(text, QLatin1Char('='), &pair))
+                return QStringLiteral("-p wants NAME=VALUE, not \"%1\"").arg(text);
+            found[pair.name] << pair.value;
+        }
+        for (auto param = found.cbegin(); param != found.cend(); ++param) {
+            const bool isList = param.value().size() > 1;
+            if (isList && m_options->type != BaseHttpApi::Get)
+                return QStringLiteral("-p %1: only get takes several values of one name").arg(param.key());
+            m_options->params.insert(param.key(),
+                                     isList ? QVariant(param.value()) : QVariant(param.value().constFirst()));
+        }
+        return QString();
+    }
+
+    QString readCookies()
+    {
+        const QStringList values = m_parser.values(m_cookie);
+        for (const QString& text : values) {
+            Pair pair;
+            if (!split(text, QLatin1Char('='), &pair))
+                return QStringLiteral("-c wants NAME=VALUE, not \"%1\"").arg(text);
+            m_options->cookies.insert(pair.name.toUtf8(), pair.value.toUtf8());
+        }
+        return QString();
+    }
+
+    QString readBody()
+    {
+        if (!m_parser.isSet(m_data))
+            return QString();
+        if (m_options->type != BaseHttpApi::Post)
+            return QStringLiteral("-d goes with post");
+        m_options->body = m_parser.value(m_data);
+        QJsonParseError error{};
+        QJsonDocument::fromJson(m_options->body.toUtf8(), &error);
+        if (error.error == QJsonParseError::NoError)
+            return QString();
+        return QStringLiteral("-d wants JSON: %1 at character %2")
+            .arg(error.errorString(), QString::number(error.offset));
+    }
+
+    QString readRetries()
+    {
+        return readNumber(m_retry, QStringLiteral("--retry"), 0, kMostRetries, &m_options->retries);
+    }
+
+    QString readTimeout()
+    {
+        m_options->timeoutMs = kTimeoutMs;
+        return readNumber(m_timeout, QStringLiteral("--timeout"), 1, kMostTimeoutMs, &m_options->timeoutMs);
+    }
+
+    QString readNumber(const QCommandLineOption& option, const QString& name, int least, int most, int* number)
+    {
+        if (!m_parser.isSet(option))
+            return QString();
+        bool isNumber = false;
+        *number = m_parser.value(option).toInt(&isNumber);
+        if (isNumber && *number >= least && *number <= most)
+            return QString();
+        return QStringLiteral("%1 wants a number from %2 to %3")
+            .arg(name, QString::number(least), QString::number(most));
+    }
+
+    ApiOptions* const m_options;
+    QCommandLineParser m_parser;
+    const QCommandLineOption m_help{{QStringLiteral("h"), QStringLiteral("help")}};
+    const QCommandLineOption m_header = withValue(QStringLiteral("H"));
+    const QCommandLineOption m_param = withValue(QStringLiteral("p"));
+    const QCommandLineOption m_cookie = withValue(QStringLiteral("c"));
+    const QCommandLineOption m_data = withValue(QStringLiteral("d"));
+    const QCommandLineOption m_retry = withValue(QStringLiteral("retry"));
+    const QCommandLineOption m_backoff{QStringLiteral("backoff")};
+    const QCommandLineOption m_timeout = withValue(QStringLiteral("timeout"));
+};
+
+} // namespace
+
+QString ApiOptions::help()
+{
+    return kHelp;
+}
+
+QString ApiOptions::parse(const QStringList& arguments, ApiOptions* options)
+{
+    return Reader(options).read(arguments);
+}

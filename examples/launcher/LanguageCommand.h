@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "ToolCommand.h"
+
+/// \brief "launcher language": what LanguageOperator chooses for this system, or for a language given.
+class LanguageCommand : public ToolCommand
+{
+public:
+    QString name() const override;
+    QString summary() const override;
+
+protected:
+    QString help() const override;
+    int execute(const QCommandLineParser& parser) override;
+};

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+#include "PackageCommand.h"
+
+#include "EngineHint.h"
+#include "ExitCode.h"
+#include "Interrupt.h"
+#include "Language.h"
+#include "LogFile.h"
+#include "PackageOptions.h"
+#include "PackageSession.h"
+#include "ProgressDisplay.h"
+#include "Terminal.h"
+#include "vantor/VantorExporter.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStandardPaths>
+
+namespace {
+
+// As the engine counts: routine information, to its log handler only, never to the screen.
+constexpr int kEngineLogLevel = 2;
+constexpr int kEngineLogDestination = 0;
+constexpr qint64 kBytesPerKilobyte = 1024;
+
+int refuse(const QString& reason)
+{
+    Terminal::write(Terminal::Stream::Error, QStringLiteral("error: %1\n").arg(reason));
+    return ExitCode::kWrongUse;
+}
+
+/// \brief The engine learns at its start where packages come from.
+QString engineConfig(const PackageOptions& options)
+{
+    QJsonObject config{{QStringLiteral("package_base_url"), options.server.toString(QUrl::FullyEncoded)}};
+    if (options.limitKilobytes) {
+        config.insert(QStringLiteral("download_policy"),
+                      QJsonObject{{QStringLiteral("download_bandwidth"), *options.limitKilobytes * kBytesPerKilobyte}});
+    }
+    return QString::fromUtf8(QJsonDocument(config).toJson(QJsonDocument::Compact));
+}
+
+bool startEngine(const PackageOptions& options)
+{
+    const QString folder =
+        QDir(QStandardPaths::writableLocation(QStandardPaths::CacheLocation)).filePath(QStringLiteral("engine"));
+    QDir().mkpath(folder);
+    return VantorExporter::Instance()->Init(folder, engineConfig(options), kEngineLogLevel, kEngineLogDestination);
+}
+
+bool writes(const PackageOptions& options)
+{
+    return options.action == VantorChunkActionNormalDownload || options.action == VantorChunkActionRepairDownload;
+}
+
+} // namespace
+
+QString PackageCommand::name() const
+{
+    return QStringLiteral("package");
+}
+
+QString PackageCommand::summary() const
+{
+    return QStringLiteral("install, update, repair or remove a package made of chunks");
+}
+
+int PackageCommand::run(const QStringList& arguments)
+{
+    PackageOptions options;
+    const QString error = PackageOptions::parse(arguments, &options);
+    if (!error.isEmpty())
+        return refuse(error + QStringLiteral(" (see launcher package --help)"));
+    if (options.wantsHelp) {
+        Terminal::write(Terminal::Stream::Output, PackageOptions::help());
+        return ExitCode::kAllFinished;
+    }
+    return work(options);
+}
+
+int PackageCommand::work(const PackageOptions& options)
+{
+    // Outlives everything that logs.
+    const LogFile log(options.logPath);
+    if (!log.isUsable())
+        return refuse(QStringLiteral("cannot write the log %1: %2").arg(options.logPath, log.errorText()));
+    // The folder must exist before the start: free space is only watched on a volume that can be found.
+    if (writes(options) && !QDir().mkpath(options.folder))
+        return refuse(QStringLiteral("cannot make the folder %1").arg(QDir::toNativeSeparators(options.folder)));
+    Language::use(options.language);
+    if (!startEngine(options)) {
+        Terminal::write(
+            Terminal::Stream::Error,
+            QStringLiteral("error: the download engine was not found, or lacks a function.\n%1\n").arg(engineHint()));
+        return ExitCode::kNoEngine;
+    }
+    return runSession(options);
+}
+
+int PackageCommand::runSession(const PackageOptions& options)
+{
+    ProgressDisplay display;
+    PackageSession session(options, &display);
+    const Interrupt interrupt;
+    QObject::connect(&interrupt, &Interrupt::requested, &session, &PackageSession::interrupt);
+    QObject::connect(&session, &PackageSession::ended, QCoreApplication::instance(), &QCoreApplication::exit,
+                     Qt::QueuedConnection);
+    session.start();
+    return QCoreApplication::exec();
+}

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Command.h"
+
+struct PackageOptions;
+
+/// \brief "launcher package": one chunk task on one package, until its end.
+class PackageCommand : public Command
+{
+public:
+    QString name() const override;
+    QString summary() const override;
+    int run(const QStringList& arguments) override;
+
+private:
+    int work(const PackageOptions& options);
+    int runSession(const PackageOptions& options);
+};

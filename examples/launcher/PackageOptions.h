@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "vantor/VantorChunkActionType.h"
+
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+
+#include <optional>
+
+/// \brief What the user asked "launcher package" for.
+struct PackageOptions
+{
+    VantorChunkActionType action = VantorChunkActionUnknown;
+    QUrl server;                          ///< where packages are published
+    QString package;                      ///< its id
+    QString branch;                       ///< of the package
+    QString folder;                       ///< of the installation, absolute path; may be empty for "version"
+    QString stagingFolder;                ///< absolute path; empty for the engine's own
+    bool removesFiles = false;            ///< "remove" takes the folder away, too
+    std::optional<qint64> limitKilobytes; ///< KiB per second; 0 for none
+    QString logPath;                      ///< empty for no log
+    QString language;                     ///< as --lang takes it
+    int patienceSeconds = 0;              ///< how long the engine may be silent
+    bool wantsHelp = false;               ///< nothing else is set then
+
+    /// \brief The text of "launcher package --help".
+    static QString help();
+    /// \brief Reads the arguments.
+    /// \return a text for the user; empty when everything is right
+    static QString parse(const QStringList& arguments, PackageOptions* options);
+};

@@ -1,0 +1,245 @@
+// SPDX-License-Identifier: MIT
+#include "PackageSession.h"
+
+#include "ExitCode.h"
+#include "ProgressDisplay.h"
+
+#include <QDir>
+
+namespace {
+
+constexpr int kStopLimitMs = 5000;
+constexpr int kMsPerSecond = 1000;
+constexpr int kSecondsPerMinute = 60;
+constexpr int kSecondsPerHour = 3600;
+
+QString seconds(qint64 milliseconds)
+{
+    return QStringLiteral("%1 s").arg(static_cast<double>(milliseconds) / kMsPerSecond, 0, 'f', 1);
+}
+
+/// \brief hh:mm:ss, as the download's remaining time is written.
+QString clockText(qint64 secondsLeft)
+{
+    const QLatin1Char zero('0');
+    return QStringLiteral("%1:%2:%3")
+        .arg(secondsLeft / kSecondsPerHour, 2, 10, zero)
+        .arg(secondsLeft % kSecondsPerHour / kSecondsPerMinute, 2, 10, zero)
+        .arg(secondsLeft % kSecondsPerMinute, 2, 10, zero);
+}
+
+QString orNone(const QString& version)
+{
+    return version.isEmpty() ? QStringLiteral("none") : version;
+}
+
+} // namespace
+
+PackageSession::PackageSession(const PackageOptions& options, ProgressDisplay* display, QObject* parent)
+    : QObject(parent),
+      m_options(options),
+      m_display(display),
+      m_task(VantorChunkTask::MakeChunkTask()),
+      m_silence(this),
+      m_stopLimit(this)
+{
+    m_silence.setSingleShot(true);
+    m_silence.setInterval(options.patienceSeconds * kMsPerSecond);
+    m_stopLimit.setSingleShot(true);
+    m_stopLimit.setInterval(kStopLimitMs);
+    connect(&m_silence, &QTimer::timeout, this, &PackageSession::onSilence);
+    connect(&m_stopLimit, &QTimer::timeout, this, [this] {
+        m_display->error(
+            QStringLiteral("warning: the engine has not confirmed the stop within %1").arg(seconds(kStopLimitMs)));
+        end(m_stopExitCode);
+    });
+    connectTask();
+}
+
+/// The signals come from the chunk thread; with this object as context they are queued to its own.
+void PackageSession::connectTask()
+{
+    VantorChunkTask* const task = m_task.data();
+    connect(task, &VantorChunkTask::ChunkVersionTaskProgressChanged, this, &PackageSession::onProgress);
+    connect(task, &VantorChunkTask::ChunkSizeTaskProgressChanged, this, &PackageSession::onProgress);
+    connect(task, &VantorChunkTask::ChunkNormalDownloadTaskProgressChanged, this, &PackageSession::onDownloadProgress);
+    connect(task, &VantorChunkTask::ChunkRepairDownloadTaskProgressChanged, this, &PackageSession::onDownloadProgress);
+    connect(task, &VantorChunkTask::ChunkVersionTaskFinished, this, &PackageSession::onVersion);
+    connect(task, &VantorChunkTask::ChunkSizeTaskFinished, this, &PackageSession::onSize);
+    connect(task, &VantorChunkTask::ChunkNormalDownloadTaskFinished, this, &PackageSession::onDownloaded);
+    connect(task, &VantorChunkTask::ChunkRepairDownloadTaskFinished, this, &PackageSession::onDownloaded);
+    connect(task, &VantorChunkTask::ChunkDeleteDatabaseTaskFinished, this, &PackageSession::onRemoved);
+}
+
+std::unique_ptr<VantorChunkReq> PackageSession::request() const
+{
+    auto req = std::make_unique<VantorChunkReq>();
+    req->action_type = m_options.action;
+    req->package_id = m_options.package;
+    req->branch = m_options.branch;
+    req->install_dir = m_options.folder;
+    req->staging_dir = m_options.stagingFolder;
+    return req;
+}
+
+void PackageSession::start()
+{
+    m_state = State::Running;
+    m_clock.start();
+    m_silence.start();
+    m_display->show(m_progress);
+    m_task->SetLogTag("[launcher]");
+    m_task->Start(request());
+}
+
+void PackageSession::interrupt()
+{
+    if (m_state == State::Running) {
+        m_display->note(QStringLiteral("Stopping ..."));
+        stop(ExitCode::kInterrupted);
+    } else if (m_state == State::Stopping) {
+        end(ExitCode::kInterrupted);
+    }
+}
+
+void PackageSession::stop(int exitCode)
+{
+    m_state = State::Stopping;
+    m_stopExitCode = exitCode;
+    m_silence.stop();
+    m_display->clear();
+    m_stopLimit.start();
+    m_task->Cancel();
+}
+
+void PackageSession::onProgress(const VantorChunkResp& resp)
+{
+    if (m_silence.isActive())
+        m_silence.start();
+    if (m_state == State::Ended || resp.status != QLatin1String("Duplicated"))
+        return;
+    m_display->clear();
+    m_display->error(QStringLiteral("error: the engine is doing this already"));
+    end(ExitCode::kNoAnswer);
+}
+
+void PackageSession::onDownloadProgress(const VantorChunkNormalDownloadResp& resp)
+{
+    onProgress(resp);
+    if (m_state != State::Running || resp.status != QLatin1String("Progressing"))
+        return;
+    m_progress.phase = ProgressState::Phase::Downloading;
+    m_progress.doneBytes = resp.current_download_byte;
+    m_progress.totalBytes = resp.total_download_byte;
+    m_progress.speedText = resp.bandwidth_byte > 0 ? ProgressText::speed(resp.bandwidth_byte) : QString();
+    const qint64 missing = resp.total_download_byte - resp.current_download_byte;
+    m_progress.timeText = resp.bandwidth_byte > 0 ? clockText(missing / resp.bandwidth_byte) : QString();
+    m_display->show(m_progress);
+}
+
+bool PackageSession::hasFailed(const VantorChunkResp& resp)
+{
+    if (m_state == State::Stopping) {
+        end(m_stopExitCode);
+        return true;
+    }
+    if (m_state != State::Running || resp.status == QLatin1String("Success"))
+        return m_state != State::Running;
+    m_display->clear();
+    const QString message = resp.error_msg.isEmpty() ? resp.status : resp.error_msg;
+    m_display->error(QStringLiteral("error: %1: code %2: %3").arg(m_options.package).arg(resp.error_code).arg(message));
+    end(resp.error_code != 0 ? ExitCode::kFilesFailed : ExitCode::kNoAnswer);
+    return true;
+}
+
+void PackageSession::onVersion(const VantorChunkVersionResp& resp)
+{
+    if (hasFailed(resp))
+        return;
+    m_display->clear();
+    m_display->note(QStringLiteral("on the server: %1\ninstalled: %2")
+                        .arg(orNone(resp.server_version), orNone(resp.local_version)));
+    end(ExitCode::kAllFinished);
+}
+
+void PackageSession::onSize(const VantorChunkSizeResp& resp)
+{
+    if (hasFailed(resp))
+        return;
+    m_display->clear();
+    m_display->note(QStringLiteral("on the server: %1\ninstalled: %2\n"
+                                   "to download: %3 (%4 bytes) in %5 of %6 chunks, %7 unpacked\n"
+                                   "to write: %8 of %9 files")
+                        .arg(orNone(resp.server_version), orNone(resp.local_version),
+                             ProgressText::size(resp.total_download_byte), QString::number(resp.total_download_byte),
+                             QString::number(resp.total_to_process_chunk_num), QString::number(resp.total_chunk_num),
+                             ProgressText::size(resp.total_uncompressed_byte),
+                             QString::number(resp.total_to_process_file_num), QString::number(resp.total_file_num)));
+    end(ExitCode::kAllFinished);
+}
+
+void PackageSession::onDownloaded(const VantorChunkNormalDownloadResp& resp)
+{
+    if (hasFailed(resp))
+        return;
+    m_display->clear();
+    m_display->note(QStringLiteral("Finished: version %1, %2 of %3 files written, %4 downloaded in %5")
+                        .arg(resp.local_version)
+                        .arg(resp.current_successful_file_num)
+                        .arg(resp.total_file_num)
+                        .arg(ProgressText::size(resp.current_download_byte), seconds(m_clock.elapsed())));
+    end(ExitCode::kAllFinished);
+}
+
+void PackageSession::onRemoved(const VantorChunkDeleteDatabaseResp& resp)
+{
+    if (hasFailed(resp))
+        return;
+    m_display->clear();
+    if (m_options.removesFiles && !removeFolder(resp)) {
+        end(ExitCode::kFilesFailed);
+        return;
+    }
+    m_display->note(
+        QStringLiteral("Removed: version %1%2")
+            .arg(orNone(resp.local_version), m_options.removesFiles ? QString() : QStringLiteral(" (the files stay)")));
+    end(ExitCode::kAllFinished);
+}
+
+/// \brief Deletes the installation. A folder in which the engine knew of none is left alone: the user may have
+/// mistyped.
+bool PackageSession::removeFolder(const VantorChunkResp& resp)
+{
+    if (resp.local_version.isEmpty()) {
+        m_display->error(QStringLiteral("error: %1 is not installed in %2; nothing was deleted")
+                             .arg(m_options.package, QDir::toNativeSeparators(m_options.folder)));
+        return false;
+    }
+    if (QDir(m_options.folder).removeRecursively())
+        return true;
+    m_display->error(QStringLiteral("error: cannot delete all of %1").arg(QDir::toNativeSeparators(m_options.folder)));
+    return false;
+}
+
+void PackageSession::onSilence()
+{
+    if (m_state != State::Running)
+        return;
+    m_display->clear();
+    m_display->error(QStringLiteral("error: the engine has reported nothing for %1")
+                         .arg(seconds(qint64(m_options.patienceSeconds) * kMsPerSecond)));
+    stop(ExitCode::kNoAnswer);
+}
+
+void PackageSession::end(int exitCode)
+{
+    if (m_state == State::Ended)
+        return;
+    m_state = State::Ended;
+    m_silence.stop();
+    m_stopLimit.stop();
+    m_display->clear();
+    if (exitCode == ExitCode::kInterrupted)
+        m_display->note(QStringLiteral("Stopped. The same command goes on where this one stopped."));
+    Q_EMIT ended(exitCode);
+}

@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "PackageOptions.h"
+#include "ProgressText.h"
+#include "vantor/VantorChunkTask.h"
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QTimer>
+
+class ProgressDisplay;
+
+/// \brief One chunk task from its start to its end, whatever the end is.
+///
+/// \code
+///   Idle ──start──> Running ──finished signal──> Ended (0, 1)
+///                    │ └──"Duplicated"─────────> Ended (4)
+///                    └──interrupt, silence──> Stopping ──finished signal or 5 s later──> Ended (130, 4)
+/// \endcode
+class PackageSession : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// \param display shows what happens; must outlive the session
+    PackageSession(const PackageOptions& options, ProgressDisplay* display, QObject* parent = nullptr);
+
+    /// \brief Hands the request to the engine, which must have been started.
+    void start();
+
+public Q_SLOTS:
+    /// \brief Cancels the task; the second call does not wait for the engine any longer.
+    void interrupt();
+
+Q_SIGNALS:
+    /// Emitted once; nothing is shown after it.
+    void ended(int exitCode);
+
+private:
+    enum class State { Idle, Running, Stopping, Ended };
+
+    void connectTask();
+    std::unique_ptr<VantorChunkReq> request() const;
+    void onProgress(const VantorChunkResp& resp);
+    void onDownloadProgress(const VantorChunkNormalDownloadResp& resp);
+    void onVersion(const VantorChunkVersionResp& resp);
+    void onSize(const VantorChunkSizeResp& resp);
+    void onDownloaded(const VantorChunkNormalDownloadResp& resp);
+    void onRemoved(const VantorChunkDeleteDatabaseResp& resp);
+    void onSilence();
+
+    bool hasFailed(const VantorChunkResp& resp);
+    bool removeFolder(const VantorChunkResp& resp);
+    void stop(int exitCode);
+    void end(int exitCode);
+
+    const PackageOptions m_options;
+    ProgressDisplay* const m_display;
+    const QSharedPointer<VantorChunkTask> m_task;
+    State m_state = State::Idle;
+    int m_stopExitCode = 0; // what a session that is stopping ends with
+    ProgressState m_progress;
+    QElapsedTimer m_clock;
+    QTimer m_silence; // restarted by every sign of life of the engine
+    QTimer m_stopLimit;
+};

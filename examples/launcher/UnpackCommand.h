@@ -1,0 +1,13 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Command.h"
+
+/// \brief "launcher unpack": one archive into a folder, through Process7zWorker.
+class UnpackCommand : public Command
+{
+public:
+    QString name() const override;
+    QString summary() const override;
+    int run(const QStringList& arguments) override;
+};
