@@ -24,6 +24,27 @@ if(WIN32 AND NOT MSVC)
     endforeach()
 endif()
 
+option(QCOMM_PACKAGE_QT "Put the Qt DLLs that ours run with into the package (Windows)" OFF)
+if(WIN32 AND QCOMM_PACKAGE_QT)
+    foreach(module IN ITEMS Core Network Gui Widgets)
+        get_target_property(dll Qt5::${module} IMPORTED_LOCATION_RELEASE)
+        install(FILES "${dll}" DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Qt)
+    endforeach()
+    # Qt looks for its plugins in folders beside the program; see run-launcher.cmd for a program elsewhere.
+    get_target_property(dll Qt5::QWindowsIntegrationPlugin IMPORTED_LOCATION_RELEASE)
+    install(FILES "${dll}" DESTINATION "${CMAKE_INSTALL_BINDIR}/platforms" COMPONENT Qt)
+endif()
+
+install(FILES README.md CHANGELOG.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT Documentation)
+install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DOCDIR}/docs" COMPONENT Documentation
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN licenses EXCLUDE PATTERN reference EXCLUDE)
+if(QCOMM_BUILD_ENGINE)
+    install(FILES engine/README.md DESTINATION "${CMAKE_INSTALL_DOCDIR}/engine" COMPONENT Documentation)
+endif()
+# Made by the target api_reference; without Doxygen, or when nobody has built it, the package goes without.
+install(DIRECTORY "${CMAKE_BINARY_DIR}/api-reference/html/" DESTINATION "${CMAKE_INSTALL_DOCDIR}/api" OPTIONAL
+    COMPONENT Documentation)
+
 set(CPACK_PACKAGE_NAME OrvelQComm)
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_PACKAGE_VENDOR "OrvelQComm")
@@ -37,4 +58,6 @@ else()
     set(CPACK_GENERATOR TGZ)
     set(CPACK_SYSTEM_NAME linux-x64)
 endif()
+set(CPACK_PACKAGE_FILE_NAME "${CPACK_PACKAGE_NAME}-${CPACK_PACKAGE_VERSION}-${CPACK_SYSTEM_NAME}")
+set(CPACK_PACKAGE_CHECKSUM SHA256)
 include(CPack)

@@ -55,10 +55,31 @@ void useTools()
     check(interval.IsTimeout(), "IntervalOperator");
     check(BytesUnitOperator::GetZeroNeedTimeString() == QStringLiteral("00:00:00"), "BytesUnitOperator");
     check(Orvel::Common::DeviceInfo::GetDiskSpaceInfo(".").second > 0, "DeviceInfo");
+    check(!Process7zWorker().Start(QStringLiteral("no such file"), QStringLiteral(".")), "Process7zWorker");
+    check(FileOperator::GetDirFileCount(QStringLiteral("no such folder")) == 0, "FileOperator");
+#ifdef Q_OS_WIN
+    check(FileVersion::GetFileVersion(QStringLiteral("no such file")).isEmpty(), "FileVersion");
+#endif
     check(MD5CheckWorker().GetMd5(QStringLiteral("no such file")).isEmpty(), "MD5CheckWorker");
     check(!PcInfo::osArch().isEmpty(), "PcInfo");
+    check(StringOperator::VersionCompare(QStringLiteral("1.2"), QStringLiteral("1.10")) == 1, "StringOperator");
+    check(LanguageOperator().GetCurLanguage().isEmpty(), "LanguageOperator");
     Orvel::Common::Logger("consumer.cpp", 1, "useTools", 0).stream() << "a line";
 }
+
+#if defined(Q_OS_WIN)
+void useWindowsTools()
+{
+    DiskTypeEnumerator disk;
+    int type = -1;
+    QObject::connect(&disk, &DiskTypeEnumerator::mediaType, &disk, [&type](int value) { type = value; });
+    disk.onStart();
+    check(type == 0, "DiskTypeEnumerator");
+    check(ProcessOperator::CheckProcessExistCount(QString()) == -1, "ProcessOperator");
+    check(ProtoRegistry().CheckProtoRegistry(), "ProtoRegistry");
+    check(&WinMessageOperator::refreshIconCache != nullptr, "WinMessageOperator");
+}
+#endif
 
 void useEngineClasses()
 {
@@ -104,6 +125,19 @@ void useDownloader()
     check(sizes == 2 * 123, "DownloadController");
 }
 
+void useWebApi()
+{
+    HttpNetworkManager network;
+    const BaseHttpApiInterface contract;
+    check(contract.parent() == nullptr, "BaseHttpApiInterface");
+    BaseHttpApi api;
+    api.SetNetworkManager(&network);
+    int failed = 0;
+    QObject::connect(&api, &BaseHttpApi::apiFailed, &api, [&failed] { ++failed; });
+    api.OnTimeout();
+    check(failed == 1 && !api.IsRunning(), "BaseHttpApi, HttpNetworkManager");
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -111,7 +145,11 @@ int main(int argc, char** argv)
     const QCoreApplication app(argc, argv);
     useRecords();
     useTools();
+#if defined(Q_OS_WIN)
+    useWindowsTools();
+#endif
     useEngineClasses();
     useDownloader();
+    useWebApi();
     return failures == 0 ? 0 : 1;
 }

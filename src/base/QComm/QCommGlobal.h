@@ -14,7 +14,7 @@
 #define QCOMM_EXPORT Q_DECL_IMPORT
 #endif
 
-#define QCOMM_VERSION_MAJOR 1
-#define QCOMM_VERSION_MINOR 0
-#define QCOMM_VERSION_PATCH 0
-#define QCOMM_VERSION_STRING "1.0.0"
+#define QCOMM_VERSION_MAJOR 1        ///< grows with an interface that old programs cannot use
+#define QCOMM_VERSION_MINOR 0        ///< grows with additions
+#define QCOMM_VERSION_PATCH 0        ///< grows with repairs
+#define QCOMM_VERSION_STRING "1.0.0" ///< the three numbers as text

@@ -15,18 +15,18 @@ namespace Orvel::Common {
 class ORVELCOMMON_EXPORT LogStream
 {
 public:
-    LogStream& operator<<(const char* text);
-    LogStream& operator<<(const std::string& text);
-    LogStream& operator<<(bool value);
-    LogStream& operator<<(char value);
-    LogStream& operator<<(int value);
-    LogStream& operator<<(unsigned int value);
-    LogStream& operator<<(long value);
-    LogStream& operator<<(unsigned long value);
-    LogStream& operator<<(long long value);
-    LogStream& operator<<(unsigned long long value);
-    LogStream& operator<<(double value);
-    LogStream& operator<<(const void* value);
+    LogStream& operator<<(const char* text);         ///< UTF-8; null adds nothing
+    LogStream& operator<<(const std::string& text);  ///< UTF-8
+    LogStream& operator<<(bool value);               ///< "true" or "false"
+    LogStream& operator<<(char value);               ///< the character itself
+    LogStream& operator<<(int value);                ///< base 10
+    LogStream& operator<<(unsigned int value);       ///< base 10
+    LogStream& operator<<(long value);               ///< base 10
+    LogStream& operator<<(unsigned long value);      ///< base 10
+    LogStream& operator<<(long long value);          ///< base 10
+    LogStream& operator<<(unsigned long long value); ///< base 10
+    LogStream& operator<<(double value);             ///< as `%g` writes it
+    LogStream& operator<<(const void* value);        ///< hexadecimal
 
     /// \brief The text collected so far.
     const std::string& text() const { return m_text; }

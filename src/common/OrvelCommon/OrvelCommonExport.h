@@ -2,8 +2,10 @@
 #pragma once
 
 /// \file
-/// Marks what the OrvelCommon library exports.
+/// The export macro of the OrvelCommon library.
 
+/// \def ORVELCOMMON_EXPORT
+/// Marks what the library exports.
 #if defined(_WIN32)
 #if defined(ORVELCOMMON_BUILD)
 #define ORVELCOMMON_EXPORT __declspec(dllexport)
