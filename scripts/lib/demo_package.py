@@ -10,6 +10,7 @@ import pathlib
 import random
 import sys
 import urllib.parse
+import zipfile
 
 MIB = 1 << 20
 BLOCK = MIB
@@ -44,6 +45,18 @@ def write_file(path, size, seed):
     return digest.hexdigest()
 
 
+def write_archive(path, divisor):
+    """Writes an archive of some files and returns its size and MD5."""
+    source = random.Random(len(FILES))
+    with zipfile.ZipFile(path, "w", zipfile.ZIP_DEFLATED) as archive:
+        for name, size in (("extras/wallpaper.bin", 5 * MIB), ("extras/Anhang ü.txt", 100000), ("readme.txt", 10)):
+            entry = zipfile.ZipInfo(name, (2026, 1, 1, 0, 0, 0))
+            entry.compress_type = zipfile.ZIP_DEFLATED
+            archive.writestr(entry, source.randbytes(-(-size // (2 * divisor))).hex())
+    content = path.read_bytes()
+    return len(content), hashlib.md5(content).hexdigest()
+
+
 def main():
     folder, list_path, base_url, divisor = sys.argv[1:5]
     lines = ["# URL, size in bytes, MD5"]
@@ -51,6 +64,8 @@ def main():
         size = -(-full_size // int(divisor))
         md5 = write_file(pathlib.Path(folder) / name, size, seed)
         lines.append(f"{base_url}/{urllib.parse.quote(name)} {size} {md5}")
+    size, md5 = write_archive(pathlib.Path(folder) / "extras.zip", int(divisor))
+    lines.append(f"{base_url}/extras.zip {size} {md5}")
     pathlib.Path(list_path).write_text("\n".join(lines) + "\n", encoding="utf-8")
 
 

@@ -14,7 +14,8 @@ PACKAGES_WINDOWS=(
     wine wine64 xvfb xauth
     dpkg-dev make perl patch xz-utils    # Qt from Debian's source package
 )
-PACKAGES_BENCH=(libbenchmark-dev)
+PACKAGES_DOCS=(doxygen graphviz) # the API reference with its diagrams
+PACKAGES_BENCH=(libbenchmark-dev aria2 rsync) # the last two are compared with
 
 as_root() {
     if ((EUID == 0)); then
