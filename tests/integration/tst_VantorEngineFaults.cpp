@@ -22,6 +22,7 @@ private slots:
     void goesThroughTheConfiguredProxy_data();
     void goesThroughTheConfiguredProxy();
     void tunnelsThroughTheConfiguredProxy();
+    void goesThroughTheSystemsProxy();
     void reportsAnUnreachableProxy_data();
     void reportsAnUnreachableProxy();
     void noticesWrongLengths_data();
@@ -207,6 +208,27 @@ void tst_VantorEngineFaults::tunnelsThroughTheConfiguredProxy()
     TRY_END(engine().submit({file}), "Failed");
     QCOMPARE(m_server->requests().constFirst().method, QByteArray("CONNECT"));
     QCOMPARE(m_server->requests().constFirst().target, QByteArray("files.invalid:443"));
+}
+
+/// The system is told of a proxy by its environment, as a process of its own has it.
+void tst_VantorEngineFaults::goesThroughTheSystemsProxy()
+{
+    const QByteArray target = "http://files.invalid/a";
+    const QByteArray content = sampleContent(100000);
+    m_server->serve(target, content);
+    QJsonObject file = itemFor("/a", content);
+    file.insert(QStringLiteral("url"), QString::fromLatin1(target));
+    const QJsonObject list{{QStringLiteral("download_items"), QJsonArray{file}}};
+    QProcess host;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("http_proxy"), url(""));
+    environment.remove(QStringLiteral("no_proxy"));
+    host.setProcessEnvironment(environment);
+    host.start(QStringLiteral(ENGINE_HOST), hostArguments(QJsonDocument(list).toJson(), {}));
+    QVERIFY(host.waitForFinished(30000));
+    QVERIFY2(host.exitCode() == 0, host.readAllStandardError());
+    QCOMPARE(contentOf(QStringLiteral("a")), content);
+    QCOMPARE(m_server->requestCount(target), 1);
 }
 
 void tst_VantorEngineFaults::reportsAnUnreachableProxy_data()
