@@ -179,7 +179,7 @@ void FileJob::preparePartial()
 void FileJob::loadPartial()
 {
     if (m_spec.resume) {
-        m_body.load(m_spec.url, m_spec.size);
+        m_body.load(m_spec.url, m_spec.size, !m_spec.md5.isEmpty());
     }
 }
 

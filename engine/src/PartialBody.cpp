@@ -14,13 +14,14 @@ PartialBody::PartialBody(const QString& destination)
 {
 }
 
-void PartialBody::load(const QString& url, qint64 size)
+void PartialBody::load(const QString& url, qint64 size, bool verified)
 {
     forget();
     const PartialState found = m_state.read();
     const bool ours = found.valid && found.version.url == url;
     const bool fits = size < 0 || found.version.size < 0 || found.version.size == size;
-    if (ours && fits && found.onDisk.total() > 0 && found.onDisk.end() <= m_file.size()) {
+    const bool certain = verified || found.handedToThisSystem;
+    if (ours && fits && certain && found.onDisk.total() > 0 && found.onDisk.end() <= m_file.size()) {
         m_version = found.version;
         m_onDisk = found.onDisk;
     }

@@ -30,7 +30,9 @@ public:
     /// Takes up what an earlier run left of \a url. Nothing, when the state file is missing, damaged, of another URL
     /// or size, or says more than the partial file holds.
     /// \param size as the list has it, -1: unknown.
-    void load(const QString& url, qint64 size);
+    /// \param verified whether a digest will tell that a power failure has taken bytes that were not on the disk yet.
+    /// Without one, only what was handed to the system since its start is taken up.
+    void load(const QString& url, qint64 size, bool verified);
     /// Counts what is there as nothing. The files stay until something is written.
     void forget();
 

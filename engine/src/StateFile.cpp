@@ -2,6 +2,7 @@
 #include "StateFile.h"
 
 #include "FileSystem.h"
+#include "SystemStart.h"
 
 #include <QCryptographicHash>
 #include <QJsonDocument>
@@ -27,13 +28,14 @@ QByteArray headText(const FileVersion& version)
     const QJsonObject members{{QStringLiteral("url"), version.url},
                               {QStringLiteral("final_url"), version.finalUrl},
                               {QStringLiteral("validator"), QString::fromLatin1(version.validator)},
-                              {QStringLiteral("size"), QString::number(version.size)}};
+                              {QStringLiteral("size"), QString::number(version.size)},
+                              {QStringLiteral("system_start"), QString::fromLatin1(systemStart())}};
     const QByteArray json = QJsonDocument(members).toJson(QJsonDocument::Compact);
     return QByteArray(kMagic) + ' ' + QByteArray::number(json.size()) + ' ' + digestOf(json) + '\n' + json;
 }
 
 /// The length of the head that \a content begins with, 0 when it is none.
-int parseHead(const QByteArray& content, FileVersion& version)
+int parseHead(const QByteArray& content, PartialState& state)
 {
     const int lineEnd = content.indexOf('\n');
     const QList<QByteArray> words = content.left(lineEnd).split(' ');
@@ -45,10 +47,11 @@ int parseHead(const QByteArray& content, FileVersion& version)
         return 0;
     }
     const QJsonObject members = QJsonDocument::fromJson(json).object();
-    version.url = members.value(QStringLiteral("url")).toString();
-    version.finalUrl = members.value(QStringLiteral("final_url")).toString();
-    version.validator = members.value(QStringLiteral("validator")).toString().toLatin1();
-    version.size = members.value(QStringLiteral("size")).toString().toLongLong();
+    state.version.url = members.value(QStringLiteral("url")).toString();
+    state.version.finalUrl = members.value(QStringLiteral("final_url")).toString();
+    state.version.validator = members.value(QStringLiteral("validator")).toString().toLatin1();
+    state.version.size = members.value(QStringLiteral("size")).toString().toLongLong();
+    state.handedToThisSystem = isPresentSystemStart(members.value(QStringLiteral("system_start")).toString().toLatin1());
     return lineEnd + 1 + json.size();
 }
 
@@ -116,7 +119,7 @@ PartialState StateFile::read() const
         return state;
     }
     const QByteArray content = file.readAll();
-    const int recordsAt = parseHead(content, state.version);
+    const int recordsAt = parseHead(content, state);
     if (recordsAt == 0) {
         return state;
     }

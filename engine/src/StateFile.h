@@ -24,6 +24,7 @@ struct PartialState
     bool valid = false; ///< false: missing, damaged or of another kind
     FileVersion version;
     Coverage onDisk;
+    bool handedToThisSystem = false; ///< false: the system was started anew since, and may have lost bytes in its cache
 };
 
 /// The state file of a partial file: of which version it is, and which of its bytes are known to be on disk.

@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Which bytes of a file are there, and what is noted about them on disk.
 #include "PartialBody.h"
+#include "SystemStart.h"
 
+#include <QCryptographicHash>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -27,6 +31,7 @@ private slots:
 
     void survivesAnEndAtAnyMoment();
     void removesTheNoteBeforeBytesOfAnotherVersion();
+    void trustsADigestAloneAfterARestartOfTheSystem();
     void notesNothingThatMayNotBeGoneOnFrom();
     void needsNoNoteForASmallFile();
     void placesTheFileAndRemovesTheNote();
@@ -177,7 +182,7 @@ void tst_PartialBody::survivesAnEndAtAnyMoment()
     for (qint64 from : {0, 500, 100, 200, 900}) {
         QVERIFY(body.write(from, bytes.constData(), bytes.size()));
         PartialBody later(at("f"));
-        later.load(url(), 1000);
+        later.load(url(), 1000, false);
         QVERIFY(later.onDisk().total() <= body.onDisk().total());
         QFile file(later.path());
         QVERIFY(file.open(QIODevice::ReadOnly));
@@ -188,12 +193,12 @@ void tst_PartialBody::survivesAnEndAtAnyMoment()
     }
     QVERIFY(body.close());
     PartialBody later(at("f"));
-    later.load(url(), -1);
+    later.load(url(), -1, false);
     QVERIFY(later.onDisk().spans() == body.onDisk().spans());
     QCOMPARE(later.version().validator, QByteArray("\"v\""));
-    later.load(url(), 1001);
+    later.load(url(), 1001, false);
     QCOMPARE(later.onDisk().total(), 0);
-    later.load(QStringLiteral("http://other/f"), 1000);
+    later.load(QStringLiteral("http://other/f"), 1000, false);
     QCOMPARE(later.onDisk().total(), 0);
 }
 
@@ -212,9 +217,46 @@ void tst_PartialBody::removesTheNoteBeforeBytesOfAnotherVersion()
     QVERIFY(body.write(0, "new", 3));
     QVERIFY(body.close());
     PartialBody later(at("f"));
-    later.load(url(), 1000);
+    later.load(url(), 1000, false);
     QCOMPARE(later.version().validator, QByteArray("\"w\""));
     QCOMPARE(later.onDisk().total(), 3);
+}
+
+/// What was handed to the system may not have reached the disk when its power failed.
+void tst_PartialBody::trustsADigestAloneAfterARestartOfTheSystem()
+{
+    QVERIFY(isPresentSystemStart(systemStart()));
+    QVERIFY(!isPresentSystemStart({}));
+    PartialBody body(at("f"));
+    QVERIFY(body.begin(version(), true));
+    QVERIFY(body.write(0, "bytes", 5));
+    QVERIFY(body.close());
+    QVERIFY(StateFile(at("f_tmp_state")).read().handedToThisSystem);
+
+    // The same file as it would be after the start of another day: only the head and its digest differ.
+    QFile file(at("f_tmp_state"));
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    const QByteArray content = file.readAll();
+    const int headEnd = content.indexOf('\n') + 1;
+    const int headBytes = content.left(headEnd).split(' ').at(1).toInt();
+    QByteArray json = content.mid(headEnd, headBytes);
+    QJsonObject members = QJsonDocument::fromJson(json).object();
+    members.insert(QStringLiteral("system_start"), QStringLiteral("86400000"));
+    json = QJsonDocument(members).toJson(QJsonDocument::Compact);
+    const QByteArray digest = QCryptographicHash::hash(json, QCryptographicHash::Md5).toHex();
+    file.resize(0);
+    file.seek(0);
+    file.write("vantor-state-1 " + QByteArray::number(json.size()) + ' ' + digest + '\n' + json +
+               content.mid(headEnd + headBytes));
+    file.close();
+    QVERIFY(StateFile(at("f_tmp_state")).read().valid);
+    QVERIFY(!StateFile(at("f_tmp_state")).read().handedToThisSystem);
+
+    PartialBody later(at("f"));
+    later.load(url(), 1000, false);
+    QCOMPARE(later.onDisk().total(), 0);
+    later.load(url(), 1000, true);
+    QCOMPARE(later.onDisk().total(), 5);
 }
 
 void tst_PartialBody::notesNothingThatMayNotBeGoneOnFrom()
@@ -244,7 +286,7 @@ void tst_PartialBody::needsNoNoteForASmallFile()
     body.noteNow(); // a slow one, after a moment
     QVERIFY(QFile::exists(at("f_tmp_state")));
     PartialBody later(at("f"));
-    later.load(url(), small.size);
+    later.load(url(), small.size, false);
     QCOMPARE(later.onDisk().total(), 5);
     QVERIFY(body.begin(small, true));
     QVERIFY(body.write(0, much.constData(), much.size()));
