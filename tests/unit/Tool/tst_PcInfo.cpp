@@ -15,6 +15,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <type_traits>
+
 #ifdef Q_OS_WIN
 #include <windows.h>
 
@@ -48,6 +50,7 @@ class tst_PcInfo : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void isAnObject();
     void memoryText();
     void memoryIsThatOfTheMachine();
     void screenText_data();
@@ -68,6 +71,17 @@ private Q_SLOTS:
     void fields();
     void kilobytes();
 };
+
+// The queries are static. A launcher that keeps its tools as children of one object keeps this one there as well.
+void tst_PcInfo::isAnObject()
+{
+    static_assert(!std::is_convertible_v<QObject*, PcInfo>);
+    QObject parent;
+    const auto* const info = new PcInfo(&parent);
+    QCOMPARE(info->parent(), &parent);
+    QCOMPARE(info->metaObject()->className(), "PcInfo");
+    QCOMPARE(PcInfo().parent(), nullptr);
+}
 
 void tst_PcInfo::memoryText()
 {

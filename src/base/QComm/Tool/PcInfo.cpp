@@ -47,6 +47,12 @@ bool isUpAndRunning(const QNetworkInterface& networkInterface)
 
 } // namespace
 
+PcInfo::PcInfo(QObject* parent) : QObject(parent)
+{
+}
+
+PcInfo::~PcInfo() = default;
+
 const QString& PcInfo::cpuType()
 {
     if (m_cpuDescribe.isEmpty())

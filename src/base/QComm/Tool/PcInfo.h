@@ -10,15 +10,16 @@
 
 /// \brief Short descriptive texts about the machine, for display and for reports, and the space of a disk.
 ///
-/// Only static queries; nothing is ever created of it. They are meant for the GUI thread. What is costly to
-/// gather (processor, graphics adapters) is gathered once per process, everything else on every call. A text
-/// is empty when the machine does not tell.
+/// Only static queries: an object of it knows nothing more than the class. They are meant for the GUI thread.
+/// What is costly to gather (processor, graphics adapters) is gathered once per process, everything else on
+/// every call. A text is empty when the machine does not tell.
 class QCOMM_EXPORT PcInfo : public QObject
 {
     Q_OBJECT
 
 public:
-    PcInfo() = delete;
+    explicit PcInfo(QObject* parent = nullptr);
+    ~PcInfo() override;
 
     /// \brief Name of the processor, as its maker writes it. Gathered once.
     static const QString& cpuType();
