@@ -436,6 +436,8 @@ void tst_ProcessOperator::runsTheCommandLines_data()
     QTest::addColumn<QString>("line");
     QTest::newRow("name") << "game.exe" << 0 << "taskkill /im game.exe /f";
     QTest::newRow("name with a blank") << "my game.exe" << 0 << "taskkill /im \"my game.exe\" /f";
+    QTest::newRow("name in quotes") << "\"game.exe\"" << 0 << "taskkill /im game.exe /f";
+    QTest::newRow("name with a blank in quotes") << "\"my game.exe\"" << 0 << "taskkill /im \"my game.exe\" /f";
     QTest::newRow("id") << "" << 4711 << "taskkill /F /PID 4711";
 }
 

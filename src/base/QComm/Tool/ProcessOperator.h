@@ -40,7 +40,7 @@ public:
 
     /// \brief Ends every process with this executable name by force, through the system's `taskkill`. Blocks
     /// until that has ended.
-    /// \param exeName may hold blanks; must not carry quotes
+    /// \param exeName may hold blanks, with or without quotes around it
     /// \return the exit code of `taskkill`, 0 when it ended them; -2 when it cannot be started, -1 when it
     /// crashed
     static int killProcess(const QString& exeName);

@@ -43,8 +43,9 @@ QString ProcessOperator::GetPathByProcessId(int pid)
 int ProcessOperator::killProcess(const QString& exeName)
 {
     // The command line "taskkill /im NAME /f". As a list, so that a name with blanks arrives in quotes, as one
-    // argument.
-    return taskkill({QStringLiteral("/im"), exeName, QStringLiteral("/f")});
+    // argument. Quotes that the caller has put around it are the same quotes: no file name holds any.
+    const QString name = QString(exeName).remove(QLatin1Char('"'));
+    return taskkill({QStringLiteral("/im"), name, QStringLiteral("/f")});
 }
 
 int ProcessOperator::killProcess(int pid)
