@@ -66,6 +66,8 @@ private Q_SLOTS:
     void notebookFlag();
     void notebookAnswerIsStable();
     void diskSpaceOfAPath();
+    void diskSpaceOfADrive_data();
+    void diskSpaceOfADrive();
     void diskSpaceOfAnEmptyPath();
     void fields_data();
     void fields();
@@ -269,6 +271,22 @@ void tst_PcInfo::diskSpaceOfAPath()
     QVERIFY(available > 0);
     QVERIFY(qAbs(available - QStorageInfo(storage.rootPath()).bytesAvailable()) < kDriftBytes);
     QVERIFY(available < storage.bytesTotal());
+}
+
+void tst_PcInfo::diskSpaceOfADrive_data()
+{
+    QTest::addColumn<QString>("path");
+    for (const char* path : {"C:", "C:/Games/x", "C:\\Games", "C:/Games/x:y", "c:/Games", "Q:/Games"})
+        QTest::newRow(path) << QString::fromLatin1(path);
+}
+
+// On systems without drives, too: the answer is then that of a disk which is not there.
+void tst_PcInfo::diskSpaceOfADrive()
+{
+    QFETCH(QString, path);
+    const QString drive = path.left(2);
+    QCOMPARE(PcInfo::GetDiskMemory(path, false), QStorageInfo(drive).bytesTotal());
+    QCOMPARE(PcInfo::GetDiskMemory(path, true) > 0, QStorageInfo(drive).bytesAvailable() > 0);
 }
 
 void tst_PcInfo::diskSpaceOfAnEmptyPath()

@@ -53,7 +53,8 @@ public:
 
     /// \brief Space of the disk that holds a path, in bytes.
     /// \param path      Windows: a path with a drive ("D:/Games/x"); without one the answer is that of the
-    /// empty path. Elsewhere: a path, which need not exist yet
+    /// empty path. Elsewhere: a path, which need not exist yet; one with a drive is that drive's there as well,
+    /// and has no disk unless there is a folder of that name
     /// \param available true for the space that this user can still fill, false for the size of the disk
     /// \return -1 when the disk does not tell
     static qint64 GetDiskMemory(QString path, bool available);

@@ -11,11 +11,22 @@
 namespace {
 
 constexpr double kBytesPerKilobyte = 1024.0;
+constexpr int kDriveLength = 2; // a letter and the colon
 
 QByteArray readSmallFile(const QString& path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// Whether a path is one of Windows. Its drive is no folder here as a rule, and then no disk: the working folder, below
+// which the path would lie otherwise, has nothing to do with it.
+bool startsWithDrive(const QString& path)
+{
+    if (path.size() < kDriveLength || path.at(1) != QLatin1Char(':'))
+        return false;
+    const char16_t letter = path.at(0).toLower().unicode();
+    return letter >= u'a' && letter <= u'z';
 }
 
 // "vendor:device" in hexadecimal: the kernel knows no display name.
@@ -67,9 +78,11 @@ bool PcInfo::IsNoteBookPc()
     return false;
 }
 
-// The nearest folder that exists: a download asks before it has created its own.
 QString PcInfo::StorageRoot(const QString& path)
 {
+    if (startsWithDrive(path))
+        return path.left(kDriveLength);
+    // The nearest folder that exists: a download asks before it has created its own.
     QString folder = QFileInfo(path).absoluteFilePath();
     while (!QFileInfo::exists(folder)) {
         const QString parent = QFileInfo(folder).path();
