@@ -3,6 +3,7 @@
 #include "EngineDouble.h"
 #include "EngineTexts.h"
 #include "LogCapture.h"
+#include "MetaMethods.h"
 #include "OrvelCommon/Testing.h"
 #include "vantor/VantorChunkTask.h"
 #include "vantor/VantorChunkTaskManager.h"
@@ -134,6 +135,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
+    void declaresItsSignalsAndSlots();
     void idleTask();
     void startSendsTheRequest();
     void nullRequestIsIgnored();
@@ -236,6 +238,24 @@ Task tst_VantorChunkTask::started(const QString& guid, VantorChunkActionType act
     return task;
 }
 
+void tst_VantorChunkTask::declaresItsSignalsAndSlots()
+{
+    QCOMPARE(declaredSignals(VantorChunkTask::staticMetaObject),
+             (QStringList{
+                 QStringLiteral("ChunkDeleteDatabaseTaskFinished(VantorChunkDeleteDatabaseResp resp)"),
+                 QStringLiteral("ChunkVersionTaskProgressChanged(VantorChunkVersionResp resp)"),
+                 QStringLiteral("ChunkVersionTaskFinished(VantorChunkVersionResp resp)"),
+                 QStringLiteral("ChunkSizeTaskProgressChanged(VantorChunkSizeResp resp)"),
+                 QStringLiteral("ChunkSizeTaskFinished(VantorChunkSizeResp resp)"),
+                 QStringLiteral("ChunkNormalDownloadTaskProgressChanged(VantorChunkNormalDownloadResp resp)"),
+                 QStringLiteral("ChunkNormalDownloadTaskFinished(VantorChunkNormalDownloadResp resp)"),
+                 QStringLiteral("ChunkRepairDownloadTaskProgressChanged(VantorChunkRepairDownloadResp resp)"),
+                 QStringLiteral("ChunkRepairDownloadTaskFinished(VantorChunkRepairDownloadResp resp)"),
+             }));
+    QCOMPARE(declaredSlots(VantorChunkTaskManager::staticMetaObject),
+             QStringList(QStringLiteral("OnChunkTaskCallback(QString guid, QString info)")));
+}
+
 void tst_VantorChunkTask::idleTask()
 {
     const Task task = VantorChunkTask::MakeChunkTask();
@@ -259,6 +279,7 @@ void tst_VantorChunkTask::startSendsTheRequest()
     QCOMPARE(registry()->FindChunkTask(QStringLiteral("c-ä")), task);
     QCOMPARE(log->texts(), QStringList(QStringLiteral("[größe] start chunk task, guid: c-ä, params: ") + json));
     QCOMPARE(log->records().front().level, kInfo);
+    QCOMPARE(log->records().front().file, std::string("src/base/QComm/vantor/VantorChunkTask.cpp"));
     QVERIFY(!task->GetLastResp());
 }
 
@@ -302,6 +323,7 @@ void tst_VantorChunkTask::cancelOfAnUnknownGuidIsLogged()
     registry()->CancelChunkTask(QStringLiteral("fremd-ß"));
     QCOMPARE(log->texts(), QStringList(QStringLiteral("[chunk] is task cancelled? Not find guid: fremd-ß")));
     QCOMPARE(log->records().front().level, kWarning);
+    QCOMPARE(log->records().front().file, std::string("src/base/QComm/vantor/VantorChunkTaskManager.cpp"));
     QCOMPARE(engine->TakeCallLines(), QStringList());
 }
 

@@ -278,6 +278,8 @@ void tst_VantorExporter::chunkAndGroupThreadsDiffer()
     QVERIFY(groupThread() != chunkThread());
     QVERIFY(!groupThread()->parent());
     QVERIFY(!chunkThread()->parent());
+    QCOMPARE(groupThread()->priority(), QThread::InheritPriority);
+    QCOMPARE(chunkThread()->priority(), QThread::InheritPriority);
 }
 
 void tst_VantorExporter::endedThreadIsReplaced()

@@ -3,6 +3,7 @@
 #include "EngineDouble.h"
 #include "EngineTexts.h"
 #include "LogCapture.h"
+#include "MetaMethods.h"
 #include "vantor/VantorExporter.h"
 #include "vantor/VantorGroupDownloadTask.h"
 #include "vantor/VantorGroupDownloadTaskManager.h"
@@ -99,6 +100,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
+    void declaresItsSignalsAndSlots();
     void idleTask();
     void startSubmitsAndRegisters();
     void nullRequestIsIgnored();
@@ -171,6 +173,18 @@ Task tst_VantorGroupDownloadTask::started(const QString& guid, const QString& id
     engine->NextGroupGuid(guid);
     task->Start(request(QStringLiteral("{}"), id));
     return task;
+}
+
+void tst_VantorGroupDownloadTask::declaresItsSignalsAndSlots()
+{
+    QCOMPARE(declaredSignals(VantorGroupDownloadTask::staticMetaObject),
+             (QStringList{QStringLiteral("groupTaskInfo(QString guid, GroupTaskModel model)"),
+                          QStringLiteral("singleTaskInfo(QString groupGuid, QString taskGuid, "
+                                         "SingleTaskErrorModel model)")}));
+    QCOMPARE(declaredSlots(VantorGroupDownloadTaskManager::staticMetaObject),
+             (QStringList{QStringLiteral("onSingleTaskCallback(QString groupGuid, QString singleTaskGuid, "
+                                         "QString data)"),
+                          QStringLiteral("onGroupTaskCallback(QString guid, QString data)")}));
 }
 
 void tst_VantorGroupDownloadTask::idleTask()

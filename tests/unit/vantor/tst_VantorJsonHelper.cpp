@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "JsonRows.h"
+#include "MetaMethods.h"
 #include "vantor/VantorJsonHelper.h"
 
 #include <QThread>
@@ -51,6 +52,7 @@ private Q_SLOTS:
     void jsonThatIsNoObjectGivesAnEmptyMap();
     void groupSlotEmits();
     void fileSlotEmits();
+    void declaresItsSignalsAndSlots();
     void slotsCanBeReachedByName();
     void signalsCrossThreads();
     void writesLinesAroundAGroupText();
@@ -187,6 +189,16 @@ void tst_VantorJsonHelper::fileSlotEmits()
     QCOMPARE(fileSpy.first().at(0).toString(), kGuid);
     QCOMPARE(fileSpy.first().at(1).value<Map>(), expectedMap());
     QCOMPARE(groupSpy.count(), 0);
+}
+
+void tst_VantorJsonHelper::declaresItsSignalsAndSlots()
+{
+    const QMetaObject& meta = VantorJsonHelper::staticMetaObject;
+    QCOMPARE(declaredSignals(meta), (QStringList{QStringLiteral("groupTaskCallback(QString guid, QVariantMap map)"),
+                                                 QStringLiteral("singleTaskCallback(QString guid, QVariantMap map)")}));
+    QCOMPARE(declaredSlots(meta),
+             (QStringList{QStringLiteral("onParseGroupTaskCallback(QString guid, QString data)"),
+                          QStringLiteral("onParseSingleTaskCallback(QString guid, QString data)")}));
 }
 
 void tst_VantorJsonHelper::slotsCanBeReachedByName()

@@ -7,13 +7,14 @@
 #include <QString>
 #include <QStringList>
 
-/// \brief The signals that a class itself declares, in order of declaration, as "name(Type argument, Type)".
-inline QStringList declaredSignals(const QMetaObject& metaObject)
+/// \brief The methods of one kind that a class itself declares, in order of declaration, as "name(Type argument,
+/// Type)".
+inline QStringList declaredMethods(const QMetaObject& metaObject, QMetaMethod::MethodType kind)
 {
     QStringList texts;
     for (int index = metaObject.methodOffset(); index < metaObject.methodCount(); ++index) {
         const QMetaMethod method = metaObject.method(index);
-        if (method.methodType() != QMetaMethod::Signal)
+        if (method.methodType() != kind)
             continue;
         QStringList arguments;
         for (int argument = 0; argument < method.parameterCount(); ++argument) {
@@ -27,4 +28,16 @@ inline QStringList declaredSignals(const QMetaObject& metaObject)
                      QLatin1Char(')'));
     }
     return texts;
+}
+
+/// \brief The signals that a class itself declares.
+inline QStringList declaredSignals(const QMetaObject& metaObject)
+{
+    return declaredMethods(metaObject, QMetaMethod::Signal);
+}
+
+/// \brief The slots that a class itself declares.
+inline QStringList declaredSlots(const QMetaObject& metaObject)
+{
+    return declaredMethods(metaObject, QMetaMethod::Slot);
 }
