@@ -6,14 +6,45 @@
 #include "vantor/VantorGroupDownloadTaskManager.h"
 #include "vantor/VantorHandle.h"
 
+#include <QCoreApplication>
+#include <QList>
 #include <QMutex>
 #include <QMutexLocker>
+#include <QPointer>
 #include <QScopedPointer>
 #include <QThread>
 
 #include <atomic>
 
 namespace {
+
+void stopAndWait(QThread* thread)
+{
+    if (!thread)
+        return;
+    thread->requestInterruption();
+    thread->quit();
+    thread->wait();
+}
+
+QMutex hostedMutex;
+QList<QPointer<QThread>> hosted;
+
+/// \brief Stops all threads of hostOnNewThread().
+///
+/// They end with the application, not only with the exporter: when Windows ends a process it kills all other threads
+/// before static objects are destroyed, with whatever locks they hold, and who needs such a lock afterwards waits for
+/// ever.
+void stopHosted()
+{
+    QList<QPointer<QThread>> threads;
+    {
+        const QMutexLocker locker(&hostedMutex);
+        threads.swap(hosted);
+    }
+    for (const QPointer<QThread>& thread : qAsConst(threads))
+        stopAndWait(thread);
+}
 
 /// \brief A new thread with `manager` on it.
 ///
@@ -23,8 +54,18 @@ QThread* hostOnNewThread(QObject* manager, QThread* home)
 {
     auto* thread = new QThread;
     manager->moveToThread(thread);
-    QObject::connect(
-        thread, &QThread::finished, manager, [manager, home] { manager->moveToThread(home); }, Qt::DirectConnection);
+    const auto leave = [manager, home] {
+        // The end of a thread that the system has killed is told by the thread that waits for it.
+        if (manager->thread() == QThread::currentThread())
+            manager->moveToThread(home);
+    };
+    QObject::connect(thread, &QThread::finished, manager, leave, Qt::DirectConnection);
+    {
+        const QMutexLocker locker(&hostedMutex);
+        hosted.append(thread);
+    }
+    qRemovePostRoutine(stopHosted);
+    qAddPostRoutine(stopHosted);
     return thread;
 }
 
@@ -39,15 +80,6 @@ void forget(QThread*& thread, const QThread* ended)
 {
     if (thread == ended)
         thread = nullptr;
-}
-
-void stopAndWait(QThread* thread)
-{
-    if (!thread)
-        return;
-    thread->requestInterruption();
-    thread->quit();
-    thread->wait();
 }
 
 } // namespace

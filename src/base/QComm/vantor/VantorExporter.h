@@ -38,6 +38,9 @@ public:
 
     /// \brief Starts the engine, installs the callbacks and starts the two threads.
     ///
+    /// The threads end with the QCoreApplication, at the latest with the exporter. Init() under a new application
+    /// starts new ones.
+    ///
     /// Call it once: a second call starts the engine again and delivers every callback twice.
     /// \param path     the engine's working folder
     /// \param config   the engine's start-up configuration, JSON text
