@@ -22,7 +22,9 @@ private slots:
     void goesThroughTheConfiguredProxy_data();
     void goesThroughTheConfiguredProxy();
     void tunnelsThroughTheConfiguredProxy();
+#ifndef Q_OS_WIN
     void goesThroughTheSystemsProxy();
+#endif
     void reportsAnUnreachableProxy_data();
     void reportsAnUnreachableProxy();
     void noticesWrongLengths_data();
@@ -210,6 +212,7 @@ void tst_VantorEngineFaults::tunnelsThroughTheConfiguredProxy()
     QCOMPARE(m_server->requests().constFirst().target, QByteArray("files.invalid:443"));
 }
 
+#ifndef Q_OS_WIN
 /// The system is told of a proxy by its environment, as a process of its own has it.
 void tst_VantorEngineFaults::goesThroughTheSystemsProxy()
 {
@@ -230,6 +233,7 @@ void tst_VantorEngineFaults::goesThroughTheSystemsProxy()
     QCOMPARE(contentOf(QStringLiteral("a")), content);
     QCOMPARE(m_server->requestCount(target), 1);
 }
+#endif
 
 void tst_VantorEngineFaults::reportsAnUnreachableProxy_data()
 {
