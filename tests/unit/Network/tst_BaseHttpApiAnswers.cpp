@@ -427,8 +427,8 @@ void tst_BaseHttpApiAnswers::silentServerIsTriedAgain_data()
 {
     QTest::addColumn<bool>("backoff");
     QTest::addColumn<QVector<int>>("intervals");
-    QTest::newRow("with back-off") << true << QVector<int>{50, 100, 200, 400};
-    QTest::newRow("without") << false << QVector<int>{50, 50, 50, 50};
+    QTest::newRow("with back-off") << true << QVector<int>{200, 400, 800, 1600};
+    QTest::newRow("without") << false << QVector<int>{200, 200, 200, 200};
 }
 
 void tst_BaseHttpApiAnswers::silentServerIsTriedAgain()
@@ -436,7 +436,7 @@ void tst_BaseHttpApiAnswers::silentServerIsTriedAgain()
     QFETCH(bool, backoff);
     QFETCH(QVector<int>, intervals);
     m_server->always(kPath, HttpResponse::nothing(Fault::Stall));
-    m_api->SetTimeout(50);
+    m_api->SetTimeout(200); // long enough for a request to get to the server on a busy machine
     m_api->SetRetryTimes(3, backoff);
     const ApiEvents events(m_api.get());
     m_api->Send();
@@ -455,7 +455,7 @@ void tst_BaseHttpApiAnswers::silentServerIsTriedAgain()
 void tst_BaseHttpApiAnswers::failureIsTriedAgain()
 {
     answer({HttpResponse::withStatus(500), HttpResponse::ok("unheard"), HttpResponse::ok("third")});
-    m_api->SetTimeout(300);
+    m_api->SetTimeout(1000);
     m_api->SetRetryTimes(2, false);
     const ApiEvents events(m_api.get());
     const LogCapture log;
@@ -471,7 +471,7 @@ void tst_BaseHttpApiAnswers::failureIsTriedAgain()
 void tst_BaseHttpApiAnswers::exhaustedRetriesAreReportedOnce()
 {
     m_server->always(kPath, HttpResponse::withStatus(500, "no"));
-    m_api->SetTimeout(200);
+    m_api->SetTimeout(1000);
     m_api->SetRetryTimes(2, false);
     const ApiEvents events(m_api.get());
     m_api->Send();
