@@ -19,7 +19,8 @@ if(NOT EXISTS "${QCOMM_QT_WINDOWS}/lib/cmake/Qt5/Qt5Config.cmake")
     message(FATAL_ERROR "Qt for Windows is not at ${QCOMM_QT_WINDOWS}. Run scripts/setup first.")
 endif()
 
-set(CMAKE_PREFIX_PATH "${QCOMM_QT_WINDOWS}")
+# Appended, so that -DCMAKE_PREFIX_PATH=... of a project that uses this file still counts.
+list(APPEND CMAKE_PREFIX_PATH "${QCOMM_QT_WINDOWS}")
 set(CMAKE_FIND_ROOT_PATH "/usr/${QCOMM_MINGW_TRIPLE}" "${QCOMM_QT_WINDOWS}")
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)

@@ -53,7 +53,7 @@ if(TOOLCHAIN)
     set(toolchain "-DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}")
 endif()
 run("${CMAKE_COMMAND}" -S "${SOURCE_DIR}" -B "${WORK_DIR}/build" -G Ninja
-    "-DCMAKE_BUILD_TYPE=${BUILD_TYPE}" "-DOrvelQComm_ROOT=${prefix}" ${toolchain})
+    "-DCMAKE_BUILD_TYPE=${BUILD_TYPE}" "-DCMAKE_PREFIX_PATH=${prefix}" ${toolchain})
 run("${CMAKE_COMMAND}" --build "${WORK_DIR}/build")
 
 if(EMULATOR)
