@@ -26,6 +26,51 @@ protected:
     }
 };
 
+/// Notes which of its overridable functions a call goes through, with the retries that are left.
+class OverridingApi : public FakeApi
+{
+public:
+    OverridingApi()
+    {
+        connect(this, &BaseHttpApi::apiFailed, this, [this] { note("failed"); });
+        connect(this, &BaseHttpApi::apiFinished, this, [this] { note("finished"); });
+    }
+
+    void Send() override
+    {
+        note("Send");
+        FakeApi::Send();
+    }
+    void Stop() override
+    {
+        note("Stop");
+        FakeApi::Stop();
+    }
+    bool CanRetry() override
+    {
+        note("CanRetry");
+        return FakeApi::CanRetry();
+    }
+    void DoRetry() override
+    {
+        note("DoRetry");
+        FakeApi::DoRetry();
+    }
+
+    QStringList calls;
+
+protected:
+    void parseReceiveData(const QByteArray& /*data*/) override { note("parseReceiveData"); }
+    void ResetRetryTimes() override
+    {
+        note("ResetRetryTimes");
+        FakeApi::ResetRetryTimes();
+    }
+
+private:
+    void note(const char* name) { calls << QStringLiteral("%1 %2").arg(QLatin1String(name)).arg(m_retryLeft); }
+};
+
 } // namespace
 
 class tst_BaseHttpApiRetries : public QObject
@@ -40,6 +85,9 @@ private Q_SLOTS:
     void backoffDoubles();
     void backoffDoesNotOverflow_data();
     void backoffDoesNotOverflow();
+
+    void overridesTakePart();
+    void overridesTakePartInATimeout();
 
     void timeoutWithoutReply();
     void timeoutWithReply();
@@ -195,6 +243,41 @@ void tst_BaseHttpApiRetries::backoffDoesNotOverflow()
     api.SetTimeout(timeout);
     api.Send();
     QTEST(api.intervals.value(0, -1), "interval");
+}
+
+// What subclasses override is called, and in this order: a retry is used up before the attempt is stopped.
+void tst_BaseHttpApiRetries::overridesTakePart()
+{
+    OverridingApi api;
+    setAddress(&api);
+    api.SetRetryTimes(1, false);
+    api.Send();
+    api.replies.last()->setStatus(500);
+    api.replies.last()->finish();
+    QCOMPARE(api.calls, texts({"Send 1", "Stop 1", "CanRetry 1", "DoRetry 1", "Stop 0", "Send 0"}));
+    api.calls.clear();
+    api.replies.last()->setStatus(500);
+    api.replies.last()->finish();
+    QCOMPARE(api.calls, texts({"Stop 0", "CanRetry 0", "failed 0", "ResetRetryTimes 0", "finished 1"}));
+    api.calls.clear();
+    api.Send();
+    api.replies.last()->setStatus(200);
+    api.replies.last()->finish();
+    QCOMPARE(api.calls, texts({"Send 1", "Stop 1", "parseReceiveData 1", "ResetRetryTimes 1", "finished 1"}));
+}
+
+void tst_BaseHttpApiRetries::overridesTakePartInATimeout()
+{
+    OverridingApi api;
+    setAddress(&api);
+    api.SetRetryTimes(1, false);
+    api.Send();
+    api.OnTimeout();
+    QCOMPARE(api.calls, texts({"Send 1", "CanRetry 1", "DoRetry 1", "Stop 0", "Send 0"}));
+    api.calls.clear();
+    api.OnTimeout();
+    QCOMPARE(api.calls, texts({"CanRetry 0", "failed 0", "Stop 0", "ResetRetryTimes 0"}));
+    QCOMPARE(api.m_retryLeft, 1);
 }
 
 void tst_BaseHttpApiRetries::timeoutWithoutReply()
