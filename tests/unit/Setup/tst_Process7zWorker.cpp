@@ -108,6 +108,7 @@ private Q_SLOTS:
     void startsWithNothing();
     void stopWithoutAChildOnlyLogs();
     void passesTheArgumentsInOrder();
+    void opensTheProgramForReadingAndWriting();
     void convertsSeparators();
     void logsARun();
     void logsWithoutATag();
@@ -273,6 +274,16 @@ void tst_Process7zWorker::passesTheArgumentsInOrder()
     QCOMPARE(report().mid(2), (QStringList{QStringLiteral("x"), QDir::toNativeSeparators(archive()),
                                            QStringLiteral("-o") + QDir::toNativeSeparators(target()),
                                            QStringLiteral("-aoa"), QStringLiteral("-bsp1")}));
+}
+
+void tst_Process7zWorker::opensTheProgramForReadingAndWriting()
+{
+    script({});
+    QVERIFY(start());
+    const auto children = m_worker->findChildren<QProcess*>();
+    QCOMPARE(children.size(), 1);
+    QCOMPARE(children.constFirst()->openMode(), QIODevice::OpenMode(QIODevice::ReadWrite));
+    QVERIFY(waitFor(finished(0)));
 }
 
 void tst_Process7zWorker::convertsSeparators()
@@ -458,6 +469,7 @@ void tst_Process7zWorker::turnsPercentagesIntoProgress_data()
     row("negative size", " 33%", -10, "progress 33 -3");
     row("huge size", " 50%", kMax, "progress 50 4611686018427387903");
     row("all of a huge size", "100%", kMax, "progress 100 9223372036854775807");
+    row("after a no-break space of UTF-8", "\xc2\xa0\x37%", 1000, "progress 7 70");
     row("no sign", "Everything is Ok", 1000, "");
     row("nothing but blanks", " \r\n", 1000, "");
     row("full-width sign", QByteArray(" 45\xef\xbc\x85"), 1000, "");
