@@ -240,12 +240,16 @@ void tst_FileOperator::countsNothingInMissingFolders()
 
 void tst_FileOperator::measuresBeyondFourGigabytes()
 {
+    // One file of its own is beyond them, and two others are together.
+    constexpr qint64 kLarge = 5000000000;
     constexpr qint64 kHalf = 3000000000;
-    for (const QString& name : {QStringLiteral("/one"), QStringLiteral("/sub/two")}) {
+    const QVector<QPair<QString, qint64>> files{
+        {QStringLiteral("/one"), kHalf}, {QStringLiteral("/sub/two"), kHalf}, {QStringLiteral("/sub/three"), kLarge}};
+    for (const auto& [name, size] : files) {
         write(src(name), QByteArray());
-        QVERIFY(QFile::resize(src(name), kHalf));
+        QVERIFY(QFile::resize(src(name), size));
     }
-    QCOMPARE(FileOperator::GetDirFileSize(src()), quint64(2 * kHalf));
+    QCOMPARE(FileOperator::GetDirFileSize(src()), quint64(kLarge + 2 * kHalf));
 }
 
 void tst_FileOperator::hashesFiles_data()
