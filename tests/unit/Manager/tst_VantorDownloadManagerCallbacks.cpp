@@ -126,6 +126,7 @@ private Q_SLOTS:
     void failureWithDetail_data();
     void failureWithDetail();
     void failureWithAList();
+    void failureListKeepsEncodedUrls();
     void failureAfterAUserStopIsSilent();
     void failureListAfterAUserStopIsSilent();
 
@@ -785,6 +786,18 @@ void tst_VantorDownloadManagerCallbacks::failureWithAList()
     QVERIFY(errors[0].startsWith(QStringLiteral("[net] [vantor] Single task error list info: ")));
     for (const char* part : {"6001", "7002", "first", "second", "http://127.0.0.1/a", "http://127.0.0.1/b"})
         QVERIFY2(errors[0].contains(QLatin1String(part)), qPrintable(errors[0]));
+}
+
+void tst_VantorDownloadManagerCallbacks::failureListKeepsEncodedUrls()
+{
+    QJsonObject failed = failedFile(QStringLiteral("a"), true, "url_net_error", ErrorDetail(1, 2, QStringLiteral("m")));
+    failed.insert(QStringLiteral("url"), QStringLiteral("http://127.0.0.1/a%2Fb%3Fc"));
+    failed.insert(QStringLiteral("url_response_info"), QJsonObject{{QStringLiteral("http_status_code"), 404}});
+    file(failed);
+    group(QStringLiteral("Failed"));
+    QCOMPARE(log->texts(kError),
+             QStringList(QStringLiteral("[net] [vantor] Single task error list info: {code: 6001, url: "
+                                        "http://127.0.0.1/a%2Fb%3Fc, http status: 404, retry times: 0, message: m}")));
 }
 
 void tst_VantorDownloadManagerCallbacks::failureAfterAUserStopIsSilent()

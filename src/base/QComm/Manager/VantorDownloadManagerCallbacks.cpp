@@ -100,11 +100,9 @@ std::string describe(const QVector<TaskInfo>& errors)
     QStringList texts;
     for (const TaskInfo& info : errors) {
         texts.append(QStringLiteral("{code: %1, url: %2, http status: %3, retry times: %4, message: %5}")
-                         .arg(info.GetErrorCode())
-                         .arg(info.GetUrl())
-                         .arg(info.GetStatusCode())
-                         .arg(info.GetRetryTimes())
-                         .arg(info.GetErrorString()));
+                         .arg(QString::number(info.GetErrorCode()), info.GetUrl(), // in one step: URLs hold "%2F"
+                              QString::number(info.GetStatusCode()), QString::number(info.GetRetryTimes()),
+                              info.GetErrorString()));
     }
     return texts.join(QLatin1String(", ")).toStdString();
 }
