@@ -162,8 +162,8 @@ void FileJob::preparePartial()
     loadPartial();
     m_state.existing = m_body.onDisk().total();
     if (!reserveSpace() || !spaceIsLeft()) {
-        failForGood(FileError::write(
-            kDiskFull, QStringLiteral("the volume of %1 has no room for %2 bytes").arg(m_folder).arg(missingBytes())));
+        failForGood(FileError::write(kDiskFull, QStringLiteral("the volume of %1 has no room for %2 bytes")
+                                                    .arg(m_folder, QString::number(missingBytes()))));
         return;
     }
     m_prepared = true;
@@ -253,8 +253,8 @@ void FileJob::attemptBegun()
     m_state.size = qMax<qint64>(0, m_spec.size >= 0 ? m_spec.size : m_body.version().size);
     updateWritten();
     if (!reserveSpace()) {
-        failForGood(FileError::write(
-            kDiskFull, QStringLiteral("the volume of %1 has no room for %2 bytes").arg(m_folder).arg(missingBytes())));
+        failForGood(FileError::write(kDiskFull, QStringLiteral("the volume of %1 has no room for %2 bytes")
+                                                    .arg(m_folder, QString::number(missingBytes()))));
         return;
     }
     followBody();

@@ -80,8 +80,7 @@ Verdict judgePartial(const AttemptPlan& plan, const ResponseHead& head)
     if (!plan.ranged || !range.valid || range.first != plan.offset || !inside) {
         return fail(FileError::net(kWrongRange,
                                    QStringLiteral("partial content \"%1\" does not start at byte %2")
-                                       .arg(QString::fromLatin1(head.contentRange))
-                                       .arg(plan.offset),
+                                       .arg(QString::fromLatin1(head.contentRange), QString::number(plan.offset)),
                                    true));
     }
     if (isOtherVersion(plan.version.validator, head.validator)) {

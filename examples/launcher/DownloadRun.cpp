@@ -46,7 +46,7 @@ QString DownloadRun::nameOf(const TaskInfo& info) const
 QString DownloadRun::describe(const TaskInfo& info) const
 {
     const QString message = info.GetErrorString().isEmpty() ? QStringLiteral("no message") : info.GetErrorString();
-    QString text = QStringLiteral("%1: code %2: %3").arg(nameOf(info)).arg(info.GetErrorCode()).arg(message);
+    QString text = QStringLiteral("%1: code %2: %3").arg(nameOf(info), QString::number(info.GetErrorCode()), message);
     QStringList details;
     if (info.GetStatusCode() > 0)
         details << QStringLiteral("HTTP %1").arg(info.GetStatusCode());

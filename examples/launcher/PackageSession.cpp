@@ -147,7 +147,8 @@ bool PackageSession::hasFailed(const VantorChunkResp& resp)
         return m_state != State::Running;
     m_display->clear();
     const QString message = resp.error_msg.isEmpty() ? resp.status : resp.error_msg;
-    m_display->error(QStringLiteral("error: %1: code %2: %3").arg(m_options.package).arg(resp.error_code).arg(message));
+    m_display->error(
+        QStringLiteral("error: %1: code %2: %3").arg(m_options.package, QString::number(resp.error_code), message));
     end(resp.error_code != 0 ? ExitCode::kFilesFailed : ExitCode::kNoAnswer);
     return true;
 }

@@ -42,6 +42,7 @@ private Q_SLOTS:
     void installsRepairsAndRemoves();
     void removesOnlyWhatIsInstalled();
     void tellsWhyItFailed();
+    void tellsNamesAsTheyAre();
 
 private:
     Result run(const QStringList& arguments, bool withEngine = true) const;
@@ -201,6 +202,19 @@ void tst_PackageLauncher::tellsWhyItFailed()
     QCOMPARE(result.code, 1);
     QCOMPARE(result.err, QStringLiteral("error: demo: code 404: %1: the server answered with status 404\n")
                              .arg(m_server->urlText("/demo/branches/beta.json")));
+}
+
+void tst_PackageLauncher::tellsNamesAsTheyAre()
+{
+    // "%2" is part of the name and of the address, not a place to fill in.
+    const QString package = QStringLiteral("a%2b");
+    const Result result = run({QStringLiteral("package"), QStringLiteral("install"), QStringLiteral("--package"),
+                               package, QStringLiteral("--dir"), install(), QStringLiteral("--server"),
+                               m_server->urlText("/x%2Fy/"), QStringLiteral("--lang"), QStringLiteral("en-us")});
+    QCOMPARE(result.code, 1);
+    QCOMPARE(result.err, QString(QStringLiteral("error: ") + package + QStringLiteral(": code 404: ") +
+                                 m_server->urlText("/x%2Fy/a%252b/branches/main.json") +
+                                 QStringLiteral(": the server answered with status 404\n")));
 }
 
 QTEST_GUILESS_MAIN(tst_PackageLauncher)

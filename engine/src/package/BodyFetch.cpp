@@ -16,7 +16,8 @@ constexpr qint64 kReserveBytes = qint64(16) * 1024 * 1024;
 
 FileError statusError(const QUrl& url, int status)
 {
-    const QString message = QStringLiteral("%1: the server answered with status %2").arg(url.toString()).arg(status);
+    const QString message =
+        QStringLiteral("%1: the server answered with status %2").arg(url.toString(), QString::number(status));
     if (status < kFirstError) {
         return FileError::net(kUnusableStatus, message, false);
     }
@@ -62,12 +63,11 @@ void BodyFetch::transferResponse(Transfer&, const ResponseHead& head, const QUrl
     }
     const bool wrong = m_exactBytes >= 0 && head.contentLength >= 0 && head.contentLength != m_exactBytes;
     if (wrong || head.contentLength > m_mostBytes) {
-        failAttempt(FileError::net(kWrongLength,
-                                   QStringLiteral("%1 has %2 bytes instead of %3")
-                                       .arg(m_url.toString())
-                                       .arg(head.contentLength)
-                                       .arg(m_mostBytes),
-                                   true));
+        failAttempt(FileError::net(
+            kWrongLength,
+            QStringLiteral("%1 has %2 bytes instead of %3")
+                .arg(m_url.toString(), QString::number(head.contentLength), QString::number(m_mostBytes)),
+            true));
         return;
     }
     if (head.contentLength > 0) {

@@ -400,7 +400,7 @@ void PackageTask::onCorrupt(const Order& order)
     if (times >= kCorruptAttempts) {
         ++m_report.completedChunks;
         fail(kCorruptChunk,
-             QStringLiteral("%1 is corrupt on the server; it was fetched %2 times").arg(path).arg(times));
+             QStringLiteral("%1 is corrupt on the server; it was fetched %2 times").arg(path, QString::number(times)));
         return;
     }
     m_fetches.push_front(order);

@@ -16,6 +16,7 @@ private slots:
     void parsesContentRange();
     void judges_data();
     void judges();
+    void quotesTheRangeAsItIs();
     void prefersTheNamedSizeHeader();
     void continuesOnlyTheSameVersion_data();
     void continuesOnlyTheSameVersion();
@@ -126,6 +127,15 @@ void tst_ResponseCheck::judges()
     }
     QCOMPARE(verdict.offset, fromOffset);
     QTEST(verdict.size, "knownSize");
+}
+
+void tst_ResponseCheck::quotesTheRangeAsItIs()
+{
+    ResponseHead head;
+    head.status = 206;
+    head.contentRange = "bytes %2-9/10";
+    QCOMPARE(judgeResponse({true, 4, -1, 10, {}}, head).error.message,
+             QStringLiteral("partial content \"bytes %2-9/10\" does not start at byte 4"));
 }
 
 void tst_ResponseCheck::prefersTheNamedSizeHeader()
