@@ -5,6 +5,7 @@
 #include "EngineDouble.h"
 #include "EngineTexts.h"
 #include "LogCapture.h"
+#include "MetaMethods.h"
 #include "OrvelCommon/Testing.h"
 
 #include <QDir>
@@ -72,7 +73,6 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void slotsAreRegistered_data();
     void slotsAreRegistered();
     void ignoresWhatIsNoJson();
     void ignoresCallbacksBeforeAnyGroup();
@@ -237,27 +237,19 @@ QTimer* tst_VantorDownloadManagerCallbacks::timer() const
     return nullptr;
 }
 
-void tst_VantorDownloadManagerCallbacks::slotsAreRegistered_data()
-{
-    QTest::addColumn<QByteArray>("signature");
-    const char* signatures[] = {
-        "groupTaskCallback(QString,QString)",
-        "singleTaskCallback(QString,QString)",
-        "onGroupFinish(int)",
-        "onGetTotalSize(QString,qint64)",
-        "onStateCallback(QString)",
-        "onParseGroupTaskCallback(QString,GroupTaskModel)",
-        "onParseSingleTaskCallback(QString,QString,SingleTaskErrorModel)",
-        "OnTimeoutToCalcDownloadSpeed()",
-    };
-    for (const char* signature : signatures)
-        QTest::newRow(signature) << QByteArray(signature);
-}
-
 void tst_VantorDownloadManagerCallbacks::slotsAreRegistered()
 {
-    QFETCH(QByteArray, signature);
-    QVERIFY(VantorDownloadManager::staticMetaObject.indexOfSlot(signature.constData()) >= 0);
+    QCOMPARE(declaredSlots(VantorDownloadManager::staticMetaObject),
+             (QStringList{
+                 QStringLiteral("groupTaskCallback(QString guid, QString data)"),
+                 QStringLiteral("singleTaskCallback(QString guid, QString data)"),
+                 QStringLiteral("onGroupFinish(int nGroup)"),
+                 QStringLiteral("onGetTotalSize(QString, qint64 size)"),
+                 QStringLiteral("onStateCallback(QString)"),
+                 QStringLiteral("onParseGroupTaskCallback(QString, GroupTaskModel)"),
+                 QStringLiteral("onParseSingleTaskCallback(QString, QString task_guid, SingleTaskErrorModel)"),
+                 QStringLiteral("OnTimeoutToCalcDownloadSpeed()"),
+             }));
 }
 
 void tst_VantorDownloadManagerCallbacks::ignoresWhatIsNoJson()

@@ -95,10 +95,7 @@ public Q_SLOTS:
     void onLimitSpeedChanged(qint64 speedLimit);
 
 Q_SIGNALS:
-    /// The network library type has been switched, to the type that SwitchDownloader() announces.
-    void downloaderChanged(const QString& /*type*/);
-
-    // The signals of BaseDownloadManager, documented there.
+    // The signals of BaseDownloadManager, in the same order; documented there.
     void progress(qint64 bytesRead, qint64 totalBytes, int groupId);
     void finish(int groupId);
     void taskStart(int nGroupId, const TaskInfo& info);
@@ -119,6 +116,9 @@ Q_SIGNALS:
     void downloadProgress(const ProgressInfo& info);
     void checkProgress(const ProgressInfo& info);
     void speed2(qint64 speed, qint64 rwSpeed, const QString& speedStr, const QString& timeStr, int groupId);
+
+    /// The network library type has been switched, to the type that SwitchDownloader() announces.
+    void downloaderChanged(const QString& /*type*/);
 
 protected:
     BaseDownloadManager* currentManager = nullptr; ///< receives commands; one of the two below or null

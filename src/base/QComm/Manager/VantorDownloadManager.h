@@ -155,13 +155,14 @@ public Q_SLOTS:
     /// \brief Ends a group from outside: stops the current one and emits `finish`.
     void onGroupFinish(int nGroup);
     /// \brief Does nothing.
-    void onGetTotalSize(QString url, qint64 size);
+    void onGetTotalSize(QString /*url*/, qint64 size);
     /// \brief Does nothing.
-    void onStateCallback(QString data);
+    void onStateCallback(QString /*data*/);
     /// \brief Takes in a group callback of the current run and emits what follows from it.
-    void onParseGroupTaskCallback(const QString& guid, GroupTaskModel model);
+    void onParseGroupTaskCallback(const QString& /*guid*/, GroupTaskModel /*model*/);
     /// \brief Takes in a file callback of the current run and emits what follows from it.
-    void onParseSingleTaskCallback(const QString& groupGuid, const QString& task_guid, SingleTaskErrorModel model);
+    void onParseSingleTaskCallback(const QString& /*groupGuid*/, const QString& task_guid,
+                                   SingleTaskErrorModel /*model*/);
     /// \brief Takes the current speed into the average; once per second while a run lasts.
     void OnTimeoutToCalcDownloadSpeed();
 
