@@ -172,6 +172,8 @@ void tst_VantorDownloadManager::groupStatusHasFixedNumbers_data()
     QTest::newRow("empty") << QString() << -1;
     QTest::newRow("other case") << QStringLiteral("success") << -1;
     QTest::newRow("of a file") << QStringLiteral("Downloading") << -1;
+    QTest::newRow("qualified") << QStringLiteral("VantorDownloadManager::Success") << -1;
+    QTest::newRow("with a null character") << QString(QStringLiteral("Success") + QChar(QChar::Null)) << -1;
 }
 
 void tst_VantorDownloadManager::groupStatusHasFixedNumbers()
@@ -193,6 +195,8 @@ void tst_VantorDownloadManager::itemStatusHasFixedNumbers_data()
     QTest::newRow("empty") << QString() << -1;
     QTest::newRow("other case") << QStringLiteral("failed") << -1;
     QTest::newRow("of a group") << QStringLiteral("Progressing") << -1;
+    QTest::newRow("qualified") << QStringLiteral("VantorDownloadManager::Success") << -1;
+    QTest::newRow("with a null character") << QString(QStringLiteral("Success") + QChar(QChar::Null)) << -1;
 }
 
 void tst_VantorDownloadManager::itemStatusHasFixedNumbers()

@@ -37,6 +37,16 @@ QString urlText(const DownloadTaskModel& model)
     return model.url.toString(QUrl::FullyEncoded);
 }
 
+// Not keyToValue(), which takes "VantorDownloadManager::Success" as well and stops at a null character.
+int numberOf(const QMetaEnum& statuses, const QString& name)
+{
+    for (int index = 0; index < statuses.keyCount(); ++index) {
+        if (name == QLatin1String(statuses.key(index)))
+            return statuses.value(index);
+    }
+    return -1;
+}
+
 QString compactText(const QJsonObject& object)
 {
     return QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact));
@@ -254,12 +264,12 @@ void VantorDownloadManager::DeleteFileByUrl(const QString& url)
 
 int VantorDownloadManager::GetGroupStatusByName(const QString& name)
 {
-    return QMetaEnum::fromType<GroupStatus>().keyToValue(name.toUtf8().constData());
+    return numberOf(QMetaEnum::fromType<GroupStatus>(), name);
 }
 
 int VantorDownloadManager::GetItemStatusByName(const QString& name)
 {
-    return QMetaEnum::fromType<ItemStatus>().keyToValue(name.toUtf8().constData());
+    return numberOf(QMetaEnum::fromType<ItemStatus>(), name);
 }
 
 void VantorDownloadManager::ConnectSignals()
