@@ -141,6 +141,7 @@ private Q_SLOTS:
 
     void downloadsAGroup();
     void overlapsCheckAndTransfer();
+    void takesLeftOversBehindACheckedOne();
     void aFailingFileEndsTheRunOnce();
     void groupWithoutMd5Waits();
     void retriesStartOverWithEachStart();
@@ -440,6 +441,28 @@ void tst_DownloadManager::overlapsCheckAndTransfer()
     }
     QCOMPARE(log.last(), QStringLiteral("finish 1"));
     QCOMPARE(log.filter(QStringLiteral("taskFinish")).size(), 3);
+}
+
+// The check of the first left-over starts the second file before that one is prepared.
+void tst_DownloadManager::takesLeftOversBehindACheckedOne()
+{
+    QVector<DownloadTaskModel> models;
+    for (const char* name : {"a", "b", "c"}) {
+        m_server->always(QByteArray("/") + name, HttpResponse::nothing(HttpResponse::Fault::Stall));
+        models << model(QString::fromLatin1(name), m_content);
+    }
+    models[1].md5.clear();
+    QVERIFY(writeFile(path(QStringLiteral("a_check")), m_content));
+    QVERIFY(writeFile(path(QStringLiteral("b_check")), m_content));
+    QVERIFY(writeFile(path(QStringLiteral("c")), m_content));
+    DownloadManager manager(nullptr, QStringLiteral("net"));
+    const ManagerEvents events(&manager);
+    manager.StartDownloadTask(manager.SetTask(models, Normal, -1), {}, QString());
+    QTRY_VERIFY(events.log.contains(QStringLiteral("finish 1")));
+    QCOMPARE(events.log.filter(QStringLiteral("taskFinish")).size(), 3);
+    QCOMPARE(events.errors.size(), 0);
+    for (const char* name : {"a", "b", "c"})
+        QCOMPARE(readFile(path(QString::fromLatin1(name))), m_content);
 }
 
 void tst_DownloadManager::aFailingFileEndsTheRunOnce()

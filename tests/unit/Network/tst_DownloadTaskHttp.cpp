@@ -84,6 +84,8 @@ private Q_SLOTS:
     void decodesAFreshFile();
     void reportsProgress();
     void preparingARunningTransferLeavesItAlone();
+    void preparingEndsATransferOfWhatIsThere_data();
+    void preparingEndsATransferOfWhatIsThere();
     void requestsAreMadeAgainAfterOffline();
 
     void wholeAnswerToARangeStartsOver();
@@ -428,6 +430,37 @@ void tst_DownloadTaskHttp::preparingARunningTransferLeavesItAlone()
     // Counted from where the request began.
     QCOMPARE(events.progress.last(), qMakePair(qint64(kSize), qint64(kSize)));
     QCOMPARE(readFile(destination()), m_content);
+}
+
+void tst_DownloadTaskHttp::preparingEndsATransferOfWhatIsThere_data()
+{
+    QTest::addColumn<QString>("suffix");
+    QTest::addColumn<bool>("written"); // some of the body has arrived
+    QTest::newRow("destination, at once") << QString() << false;
+    QTest::newRow("destination, in the body") << QString() << true;
+    QTest::newRow("left-over, at once") << QStringLiteral("_check") << false;
+}
+
+void tst_DownloadTaskHttp::preparingEndsATransferOfWhatIsThere()
+{
+    QFETCH(QString, suffix);
+    QFETCH(bool, written);
+    m_server->always(kPath, HttpResponse::ok(m_content).stallAfter(kSize / 2));
+    TestTask task(model());
+    const TaskEvents events(&task);
+    QVERIFY(task.Start());
+    if (written)
+        QTRY_COMPARE(events.written, qint64(kSize / 2));
+    QVERIFY(writeFile(destination() + suffix, "there already"));
+    QVERIFY(task.Init());
+    QCOMPARE(task.GetStatus(), int(DownloadTask::Finished));
+    QVERIFY(!task.DataReply());
+    QCOMPARE(events.log.count(QStringLiteral("finish")), 1);
+    m_server->dropConnections();
+    QTRY_COMPARE(m_server->openConnections(), 0);
+    QCOMPARE(events.log.last(), QStringLiteral("finish"));
+    QCOMPARE(task.GetStatus(), int(DownloadTask::Finished));
+    QCOMPARE(readFile(destination()), QByteArray("there already"));
 }
 
 void tst_DownloadTaskHttp::requestsAreMadeAgainAfterOffline()

@@ -44,12 +44,16 @@ bool DownloadTask::Init()
         return FailInit(QStringLiteral("download open file error"));
     }
     const QString destination = model.GetFilePath();
-    if (!name.isEmpty() && QFileInfo(destination).isFile())
-        return TakeExistingDestination();
     const QString leftOver = destination + kLeftOverSuffix;
-    if (!name.isEmpty() && QFileInfo(leftOver).isFile())
-        return TakeLeftOver(leftOver);
-    return PrepareTemporaryFile();
+    const bool inPlace = !name.isEmpty() && QFileInfo(destination).isFile();
+    const bool leftBehind = !inPlace && !name.isEmpty() && QFileInfo(leftOver).isFile();
+    if (!inPlace && !leftBehind)
+        return PrepareTemporaryFile();
+    // A group may have started the file before it came to prepare it. What is there already needs none of that.
+    const bool busy = downloadReply || headerReply || check;
+    if (busy && !StopUndisturbed())
+        return true;
+    return inPlace ? TakeExistingDestination() : TakeLeftOver(leftOver);
 }
 
 bool DownloadTask::FailInit(const QString& reason)

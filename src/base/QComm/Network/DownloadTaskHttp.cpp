@@ -70,6 +70,8 @@ void DownloadTask::ReleaseDataNetwork()
 {
     if (!downloadManager)
         return;
+    // It goes with its network access.
+    DropReply(&downloadReply);
     if (replyScopes > 0)
         downloadManager.release()->deleteLater();
     else
