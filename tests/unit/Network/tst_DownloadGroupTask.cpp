@@ -85,6 +85,7 @@ private Q_SLOTS:
     void speedIsPaced();
     void speedGoesBackToTheSeed();
     void progressAsksOnlyWhatChanged();
+    void sumsAreThoseOfNow();
     void setTaskIsQuick();
     void deletingInHandlersIsSafe_data();
     void deletingInHandlersIsSafe();
@@ -572,18 +573,45 @@ void tst_DownloadGroupTask::speedGoesBackToTheSeed()
 void tst_DownloadGroupTask::progressAsksOnlyWhatChanged()
 {
     fill(20);
-    m_group->GetDoneBytes();
     for (int i = 0; i < 20; ++i)
-        task(i)->sizeQuestions = 0;
-    Q_EMIT task(3)->progress(1, 1);
+        Q_EMIT task(i)->totalSize(task(i)->url(), 100);
+    const auto progressOf = [this](int index) {
+        for (int i = 0; i < 20; ++i)
+            task(i)->sizeQuestions = 0;
+        m_group->now += 100;
+        m_log.clear();
+        Q_EMIT task(index)->progress(1, 1);
+        return m_log;
+    };
+    QCOMPARE(progressOf(0), texts({"progress 0 2000 7"}));
     QVERIFY(writeFile(task(3)->GetTempFilePath(), QByteArray(10, 'x')));
-    QCOMPARE(m_group->GetDoneBytes(), qint64(10));
+    QCOMPARE(progressOf(3), texts({"progress 10 2000 7"}));
     for (int i = 0; i < 20; ++i)
-        QCOMPARE(task(i)->sizeQuestions > 1, i == 3);
+        QCOMPARE(task(i)->sizeQuestions > 0, i == 3);
     // Signals of any kind count: the file is gone after an error.
     QVERIFY(QFile::remove(task(3)->GetTempFilePath()));
     Q_EMIT task(3)->error(TaskInfo());
+    QCOMPARE(progressOf(5), texts({"progress 0 2000 7"}));
+}
+
+void tst_DownloadGroupTask::sumsAreThoseOfNow()
+{
+    fill(2);
     QCOMPARE(m_group->GetDoneBytes(), qint64(0));
+    // No file signals that these were changed.
+    QVERIFY(writeFile(task(0)->GetTempFilePath(), QByteArray(10, 'x')));
+    QCOMPARE(m_group->GetDoneBytes(), qint64(10));
+    task(1)->model.size = 150;
+    QCOMPARE(m_group->GetTotalBytes(), qint64(250));
+    for (int i = 0; i < 2; ++i)
+        Q_EMIT task(i)->totalSize(task(i)->url(), 1);
+    m_group->now += 100;
+    m_group->onProgress(1, 1);
+    QVERIFY(writeFile(task(0)->GetTempFilePath(), QByteArray(20, 'x')));
+    m_group->now += 100;
+    m_log.clear();
+    m_group->onProgress(1, 1);
+    QCOMPARE(m_log, texts({"progress 20 250 7"}));
 }
 
 void tst_DownloadGroupTask::setTaskIsQuick()

@@ -118,9 +118,10 @@ qint64 DownloadGroupTask::CurrentTimeMs() const
 void DownloadGroupTask::Connect(DownloadTaskInterface* task, int index)
 {
     using Task = DownloadTaskInterface;
-    connect(task, &Task::progress, this, [this, index](qint64 bytesReceived, qint64 bytesTotal) {
+    connect(task, &Task::progress, this, [this, index](qint64 bytesReceived, qint64 /*bytesTotal*/) {
         Touch(index);
-        onProgress(bytesReceived, bytesTotal);
+        if (IsSampleDue(bytesReceived))
+            EmitProgress();
     });
     connect(task, &Task::finish, this, [this, index](const QString& url) {
         Touch(index);
@@ -277,12 +278,14 @@ qint64 DownloadGroupTask::GetCurSpeed() const
 
 qint64 DownloadGroupTask::GetDoneBytes()
 {
+    TouchAll();
     UpdateSums();
     return doneBytes;
 }
 
 qint64 DownloadGroupTask::GetTotalBytes()
 {
+    TouchAll();
     UpdateSums();
     return totalBytes;
 }
@@ -324,10 +327,23 @@ void DownloadGroupTask::UpdateSums()
 
 void DownloadGroupTask::onProgress(qint64 bytesReceived, qint64 /*bytesTotal*/)
 {
-    if (bytesReceived < 1 || sizes.size() < tasks.size() || !progressInterval.IsTimeout())
+    if (!IsSampleDue(bytesReceived))
         return;
-    const qint64 total = GetTotalBytes();
-    const qint64 done = GetDoneBytes();
+    // No file of ours says that it is the only one that has changed.
+    TouchAll();
+    EmitProgress();
+}
+
+bool DownloadGroupTask::IsSampleDue(qint64 bytesReceived)
+{
+    return bytesReceived >= 1 && sizes.size() >= tasks.size() && progressInterval.IsTimeout();
+}
+
+void DownloadGroupTask::EmitProgress()
+{
+    UpdateSums();
+    const qint64 total = totalBytes;
+    const qint64 done = doneBytes;
     const Watch watch(this);
     Q_EMIT progress(std::min(done, total), total, groupId);
     if (!watch.Undisturbed())

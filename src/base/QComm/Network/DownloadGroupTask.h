@@ -67,7 +67,7 @@ public:
     bool Contains(const DownloadTaskModel& model) const;
     /// \brief Speed in bytes per second, as last measured.
     qint64 GetCurSpeed() const;
-    /// \brief Bytes that are on the disk: sizes of finished files and of temporary ones.
+    /// \brief Bytes that are on the disk now: sizes of finished files and of temporary ones. Asks for every file.
     qint64 GetDoneBytes();
     /// \brief Bytes of all files whose size is known.
     qint64 GetTotalBytes();
@@ -137,7 +137,7 @@ private:
     using FileKey = QPair<QString, QString>; // URL text and folder
 
     // What a file adds to the sums. Asking the disk for thousands of files at every sample would be too slow,
-    // so only files that have signalled since are asked again.
+    // so for the progress of a file only those that have signalled since are asked again.
     struct Share
     {
         qint64 total = 0;
@@ -151,6 +151,8 @@ private:
     void Touch(int index);
     void TouchAll();
     void UpdateSums();
+    bool IsSampleDue(qint64 bytesReceived);
+    void EmitProgress();
     bool InitAll();
     void FailInit(DownloadTaskInterface* task);
     bool AllFinished() const;
