@@ -131,6 +131,7 @@ private Q_SLOTS:
     void keepsAnExistingGroup();
     void dropsModelsOfOtherGroups();
     void startCreatesAnUnknownGroup();
+    void startCreatesThroughSetTask();
     void startWithMinusOneEnds();
     void stopTellsAlsoUnknownGroups();
     void stopAllStopsEveryGroup();
@@ -212,6 +213,9 @@ void tst_DownloadManager::allocatesIds()
     QCOMPARE(manager.SetTask({}, Normal, -1), 2);
     QCOMPARE(manager.SetTask({}, Normal, 7), 7);
     QCOMPARE(manager.SetTask({}, Normal, -1), 8);
+    // Not the highest so far, but the last one.
+    QCOMPARE(manager.SetTask({}, Normal, 4), 4);
+    QCOMPARE(manager.SetTask({}, Normal, -1), 5);
     QCOMPARE(manager.SetTask({}, Normal, 0), 0);
     QCOMPARE(manager.SetTask({}, Normal, -1), 1);
 }
@@ -255,6 +259,30 @@ void tst_DownloadManager::startCreatesAnUnknownGroup()
     QTRY_VERIFY(events.log.contains(QStringLiteral("finish 5")));
     QCOMPARE(readFile(path(QStringLiteral("a"))), m_content);
     QVERIFY(!QFile::exists(QStringLiteral("ignored")));
+}
+
+// SetTask() is virtual: what a launcher's own class makes of it holds here too.
+void tst_DownloadManager::startCreatesThroughSetTask()
+{
+    class Listening : public DownloadManager
+    {
+    public:
+        using DownloadManager::DownloadManager;
+        QStringList calls;
+        int SetTask(const QVector<DownloadTaskModel>& models, DownloadPriority priority, int groupId) override
+        {
+            calls << QStringLiteral("%1 files, priority %2, group %3").arg(models.size()).arg(priority).arg(groupId);
+            return DownloadManager::SetTask(models, priority, groupId);
+        }
+    };
+    m_server->always("/a", HttpResponse::nothing(HttpResponse::Fault::Stall));
+    Listening manager(nullptr, QStringLiteral("net"));
+    const QVector<DownloadTaskModel> models{model(QStringLiteral("a"), m_content)};
+    manager.StartDownloadTask(5, models, QString());
+    QCOMPARE(manager.calls, texts({"1 files, priority 1, group 5"}));
+    // It is known now.
+    manager.StartDownloadTask(5, models, QString());
+    QCOMPARE(manager.calls.size(), 1);
 }
 
 void tst_DownloadManager::startWithMinusOneEnds()
