@@ -841,9 +841,9 @@ void tst_DownloadManager::deletingAtAnyMomentIsSafe()
     const QString temporary = path(QStringLiteral("a_tmp"));
     const auto temporarySize = [&temporary] { return QFileInfo(temporary).size(); };
     DownloadTaskModel described = model(QStringLiteral("a"), content);
-    m_server->always("/a", moment == QLatin1String("transfer") ? HttpResponse::ok(content).stallAfter(1000000)
-                           : moment == QLatin1String("paused") ? HttpResponse::ok(content)
-                                                               : HttpResponse::nothing(HttpResponse::Fault::Stall));
+    const bool transfers = moment == QLatin1String("transfer") || moment == QLatin1String("paused");
+    m_server->always("/a", transfers ? HttpResponse::ok(content).stallAfter(1000000)
+                                     : HttpResponse::nothing(HttpResponse::Fault::Stall));
     if (moment == QLatin1String("header request"))
         described.size = 0;
     if (moment == QLatin1String("check")) {
