@@ -2,8 +2,6 @@
 #include "ApiCommand.h"
 
 #include "ApiOptions.h"
-#include "ExitCode.h"
-#include "LogFile.h"
 #include "Network/HttpNetworkManager.h"
 #include "Terminal.h"
 
@@ -15,12 +13,6 @@ namespace {
 constexpr int kCallFailed = ExitCode::kFilesFailed;
 // What apiFailed() carries when there was an answer, or a network error instead of one.
 constexpr int kNetworkCode = 3002;
-
-int refuse(const QString& reason)
-{
-    Terminal::write(Terminal::Stream::Error, QStringLiteral("error: %1 (see launcher api --help)\n").arg(reason));
-    return ExitCode::kWrongUse;
-}
 
 QString headersText(BaseHttpApi& api)
 {
@@ -77,16 +69,22 @@ QString ApiCommand::summary() const
     return QStringLiteral("call a web API and print its answer");
 }
 
-int ApiCommand::run(const QStringList& arguments)
+QString ApiCommand::help() const
+{
+    return ApiOptions::help();
+}
+
+void ApiCommand::addOptions(QCommandLineParser* parser) const
+{
+    ApiOptions::addTo(parser);
+}
+
+int ApiCommand::execute(const QCommandLineParser& parser)
 {
     ApiOptions options;
-    const QString error = ApiOptions::parse(arguments, &options);
+    const QString error = ApiOptions::read(parser, &options);
     if (!error.isEmpty())
         return refuse(error);
-    if (options.wantsHelp) {
-        Terminal::write(Terminal::Stream::Output, ApiOptions::help());
-        return ExitCode::kAllFinished;
-    }
     const int exitCode = call(options);
     // The network access is left to the event loop, which has ended.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
@@ -95,7 +93,6 @@ int ApiCommand::run(const QStringList& arguments)
 
 int ApiCommand::call(const ApiOptions& options)
 {
-    const LogFile noLog{QString()};
     HttpNetworkManager network;
     BaseHttpApi api;
     api.SetNetworkManager(&network);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ApiOptions.h"
 
+#include "OptionValues.h"
+
 #include <QCommandLineParser>
 #include <QJsonDocument>
 #include <QUrl>
@@ -10,6 +12,14 @@ namespace {
 constexpr int kTimeoutMs = 30000;
 constexpr int kMostTimeoutMs = 24 * 60 * 60 * 1000;
 constexpr int kMostRetries = 1000;
+
+const QString kHeader = QStringLiteral("H");
+const QString kParam = QStringLiteral("p");
+const QString kCookie = QStringLiteral("c");
+const QString kData = QStringLiteral("d");
+const QString kRetry = QStringLiteral("retry");
+const QString kBackoff = QStringLiteral("backoff");
+const QString kTimeout = QStringLiteral("timeout");
 
 const QLatin1String kHelp(
     R"(Usage: launcher api get|post|head|form URL [OPTIONS]
@@ -71,21 +81,11 @@ bool split(const QString& text, QLatin1Char separator, Pair* pair)
 class Reader
 {
 public:
-    explicit Reader(ApiOptions* options) : m_options(options)
-    {
-        m_parser.addOptions({m_help, m_header, m_param, m_cookie, m_data, m_retry, m_backoff, m_timeout});
-    }
+    Reader(const QCommandLineParser& parser, ApiOptions* options) : m_parser(parser), m_options(options) {}
 
-    QString read(const QStringList& arguments)
+    QString read()
     {
-        // The parser takes the first argument for the program's name.
-        if (!m_parser.parse(QStringList(QString()) + arguments))
-            return m_parser.errorText();
-        m_options->wantsHelp = m_parser.isSet(m_help);
-        if (m_options->wantsHelp)
-            return QString();
-
-        m_options->backoff = m_parser.isSet(m_backoff);
+        m_options->backoff = m_parser.isSet(kBackoff);
         for (const auto step : {&Reader::readMethod, &Reader::readUrl, &Reader::readHeaders, &Reader::readParams,
                                 &Reader::readCookies, &Reader::readBody, &Reader::readRetries, &Reader::readTimeout}) {
             const QString error = (this->*step)();
@@ -96,11 +96,6 @@ public:
     }
 
 private:
-    static QCommandLineOption withValue(const QString& name)
-    {
-        return QCommandLineOption(name, QString(), QStringLiteral("value"));
-    }
-
     QString readMethod()
     {
         const QString name = m_parser.positionalArguments().value(0);
@@ -132,7 +127,7 @@ private:
 
     QString readHeaders()
     {
-        const QStringList values = m_parser.values(m_header);
+        const QStringList values = m_parser.values(kHeader);
         for (const QString& text : values) {
             Pair pair;
             if (!split(text, QLatin1Char(':'), &pair))
@@ -144,7 +139,7 @@ private:
 
     QString readParams()
     {
-        const QStringList values = m_parser.values(m_param);
+        const QStringList values = m_parser.values(kParam);
         if (!values.isEmpty() && m_options->type == BaseHttpApi::Post)
             return QStringLiteral("-p goes with get, head and form; the body of post is -d");
         QMap<QString, QStringList> found;
@@ -166,7 +161,7 @@ private:
 
     QString readCookies()
     {
-        const QStringList values = m_parser.values(m_cookie);
+        const QStringList values = m_parser.values(kCookie);
         for (const QString& text : values) {
             Pair pair;
             if (!split(text, QLatin1Char('='), &pair))
@@ -178,11 +173,11 @@ private:
 
     QString readBody()
     {
-        if (!m_parser.isSet(m_data))
+        if (!m_parser.isSet(kData))
             return QString();
         if (m_options->type != BaseHttpApi::Post)
             return QStringLiteral("-d goes with post");
-        m_options->body = m_parser.value(m_data);
+        m_options->body = m_parser.value(kData);
         QJsonParseError error{};
         QJsonDocument::fromJson(m_options->body.toUtf8(), &error);
         if (error.error == QJsonParseError::NoError)
@@ -191,18 +186,15 @@ private:
             .arg(error.errorString(), QString::number(error.offset));
     }
 
-    QString readRetries()
-    {
-        return readNumber(m_retry, QStringLiteral("--retry"), 0, kMostRetries, &m_options->retries);
-    }
+    QString readRetries() { return readNumber(kRetry, 0, kMostRetries, &m_options->retries); }
 
     QString readTimeout()
     {
         m_options->timeoutMs = kTimeoutMs;
-        return readNumber(m_timeout, QStringLiteral("--timeout"), 1, kMostTimeoutMs, &m_options->timeoutMs);
+        return readNumber(kTimeout, 1, kMostTimeoutMs, &m_options->timeoutMs);
     }
 
-    QString readNumber(const QCommandLineOption& option, const QString& name, int least, int most, int* number)
+    QString readNumber(const QString& option, int least, int most, int* number)
     {
         if (!m_parser.isSet(option))
             return QString();
@@ -210,20 +202,12 @@ private:
         *number = m_parser.value(option).toInt(&isNumber);
         if (isNumber && *number >= least && *number <= most)
             return QString();
-        return QStringLiteral("%1 wants a number from %2 to %3")
-            .arg(name, QString::number(least), QString::number(most));
+        return QStringLiteral("--%1 wants a number from %2 to %3")
+            .arg(option, QString::number(least), QString::number(most));
     }
 
+    const QCommandLineParser& m_parser;
     ApiOptions* const m_options;
-    QCommandLineParser m_parser;
-    const QCommandLineOption m_help{{QStringLiteral("h"), QStringLiteral("help")}};
-    const QCommandLineOption m_header = withValue(QStringLiteral("H"));
-    const QCommandLineOption m_param = withValue(QStringLiteral("p"));
-    const QCommandLineOption m_cookie = withValue(QStringLiteral("c"));
-    const QCommandLineOption m_data = withValue(QStringLiteral("d"));
-    const QCommandLineOption m_retry = withValue(QStringLiteral("retry"));
-    const QCommandLineOption m_backoff{QStringLiteral("backoff")};
-    const QCommandLineOption m_timeout = withValue(QStringLiteral("timeout"));
 };
 
 } // namespace
@@ -233,7 +217,13 @@ QString ApiOptions::help()
     return kHelp;
 }
 
-QString ApiOptions::parse(const QStringList& arguments, ApiOptions* options)
+void ApiOptions::addTo(QCommandLineParser* parser)
 {
-    return Reader(options).read(arguments);
+    OptionValues::add({kHeader, kParam, kCookie, kData, kRetry, kTimeout}, parser);
+    parser->addOption(QCommandLineOption(kBackoff));
+}
+
+QString ApiOptions::read(const QCommandLineParser& parser, ApiOptions* options)
+{
+    return Reader(parser, options).read();
 }

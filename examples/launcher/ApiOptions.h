@@ -6,8 +6,9 @@
 #include <QByteArray>
 #include <QMap>
 #include <QString>
-#include <QStringList>
 #include <QVariant>
+
+class QCommandLineParser;
 
 /// \brief What the user asked "launcher api" for.
 struct ApiOptions
@@ -21,10 +22,12 @@ struct ApiOptions
     int retries = 0;
     bool backoff = false;
     int timeoutMs = 0;
-    bool wantsHelp = false; ///< nothing else is set then
 
     /// \brief The text of "launcher api --help".
     static QString help();
+    /// \brief Adds the options that are read.
+    static void addTo(QCommandLineParser* parser);
+    /// \brief Reads the arguments.
     /// \return a text for the user; empty when everything is right
-    static QString parse(const QStringList& arguments, ApiOptions* options);
+    static QString read(const QCommandLineParser& parser, ApiOptions* options);
 };

@@ -1,10 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "ExitCode.h"
+
 #include <QString>
 #include <QStringList>
 
+class QCommandLineParser;
+
 /// \brief One subcommand of the launcher. main() creates them, picks one by its name and runs it.
+///
+/// Every command knows --help, and refuses wrong arguments with an error that names its help.
 class Command
 {
 public:
@@ -14,8 +20,23 @@ public:
     virtual QString name() const = 0;
     /// \brief One line for the list of commands.
     virtual QString summary() const = 0;
-    /// \brief Does the work, with an event loop of its own where it needs one.
+    /// \brief Parses the arguments and does what they ask for.
     /// \param arguments what follows the command's name
     /// \return the exit code of the program, see ExitCode.h
-    virtual int run(const QStringList& arguments) = 0;
+    virtual int run(const QStringList& arguments);
+
+protected:
+    /// \brief The text of "launcher COMMAND --help".
+    virtual QString help() const = 0;
+    /// \brief Adds options beyond --help.
+    virtual void addOptions(QCommandLineParser* parser) const;
+    /// \brief Does the work, with an event loop of its own where it needs one.
+    /// \param parser has parsed the arguments; --help is not among them
+    /// \return the exit code of the program, see ExitCode.h
+    virtual int execute(const QCommandLineParser& parser) = 0;
+
+    /// \brief Says what is wrong with the arguments. \return the exit code for that
+    int refuse(const QString& reason) const;
+    /// \brief Says why it could not be done. \return `exitCode`
+    static int fail(const QString& reason, int exitCode = ExitCode::kNotDone);
 };

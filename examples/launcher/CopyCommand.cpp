@@ -3,10 +3,9 @@
 
 #include "ExitCode.h"
 #include "Interrupt.h"
-#include "LogFile.h"
+#include "OptionValues.h"
 #include "ProgressDisplay.h"
 #include "ProgressText.h"
-#include "Terminal.h"
 #include "Tool/FileOperator.h"
 
 #include <QCommandLineParser>
@@ -19,6 +18,8 @@
 namespace {
 
 constexpr double kMsPerSecond = 1000.0;
+
+const QString kChanged = QStringLiteral("changed");
 
 const QLatin1String kHelp(
     R"(Usage: launcher copy [OPTIONS] SOURCE FOLDER
@@ -44,40 +45,18 @@ struct Options
     QString source;
     QString folder;
     QString changed; // empty: not wanted
-    bool wantsHelp = false;
 };
 
-int refuse(const QString& reason)
+/// \return a text for the user; empty when everything is right
+QString read(const QCommandLineParser& parser, Options* options)
 {
-    Terminal::write(Terminal::Stream::Error, QStringLiteral("error: %1 (see launcher copy --help)\n").arg(reason));
-    return ExitCode::kWrongUse;
-}
-
-QString absolute(const QString& path)
-{
-    return path.isEmpty() ? path : QDir::cleanPath(QDir(path).absolutePath());
-}
-
-QString parse(const QStringList& arguments, Options* options)
-{
-    const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")});
-    const QCommandLineOption changed(QStringLiteral("changed"), QString(), QStringLiteral("value"));
-    QCommandLineParser parser;
-    parser.addOptions({help, changed});
-    // The parser takes the first argument for the program's name.
-    if (!parser.parse(QStringList(QString()) + arguments))
-        return parser.errorText();
-    options->wantsHelp = parser.isSet(help);
-    if (options->wantsHelp)
-        return QString();
-
     const QStringList paths = parser.positionalArguments();
     if (paths.size() != 2 || paths.contains(QString()))
         return QStringLiteral("a source folder and a folder are wanted");
-    options->source = absolute(paths.at(0));
-    options->folder = absolute(paths.at(1));
-    options->changed = absolute(parser.value(changed));
-    if (parser.isSet(changed) && options->changed.isEmpty())
+    options->source = OptionValues::absolutePath(paths.at(0));
+    options->folder = OptionValues::absolutePath(paths.at(1));
+    options->changed = OptionValues::absolutePath(parser.value(kChanged));
+    if (parser.isSet(kChanged) && options->changed.isEmpty())
         return QStringLiteral("--changed wants a folder");
     if (!QFileInfo(options->source).isDir())
         return QStringLiteral("%1 is not a folder").arg(paths.at(0));
@@ -182,16 +161,19 @@ QString CopyCommand::summary() const
     return QStringLiteral("copy a folder tree, without what is there already");
 }
 
-int CopyCommand::run(const QStringList& arguments)
+QString CopyCommand::help() const
+{
+    return kHelp;
+}
+
+void CopyCommand::addOptions(QCommandLineParser* parser) const
+{
+    OptionValues::add({kChanged}, parser);
+}
+
+int CopyCommand::execute(const QCommandLineParser& parser)
 {
     Options options;
-    const QString error = parse(arguments, &options);
-    if (!error.isEmpty())
-        return refuse(error);
-    if (options.wantsHelp) {
-        Terminal::write(Terminal::Stream::Output, kHelp);
-        return ExitCode::kAllFinished;
-    }
-    const LogFile noLog{QString()};
-    return Copying(options).run();
+    const QString error = read(parser, &options);
+    return error.isEmpty() ? Copying(options).run() : refuse(error);
 }

@@ -5,12 +5,10 @@
 #include "DownloadOptions.h"
 #include "DownloadSession.h"
 #include "EngineHint.h"
-#include "ExitCode.h"
 #include "Interrupt.h"
 #include "Language.h"
 #include "LogFile.h"
 #include "ProgressDisplay.h"
-#include "Terminal.h"
 #include "vantor/VantorExporter.h"
 
 #include <QCoreApplication>
@@ -26,26 +24,12 @@ namespace {
 constexpr int kEngineLogLevel = 2;
 constexpr int kEngineLogDestination = 0;
 
-int refuse(const QString& reason)
-{
-    Terminal::write(Terminal::Stream::Error, QStringLiteral("error: %1\n").arg(reason));
-    return ExitCode::kWrongUse;
-}
-
 bool startEngine()
 {
     const QString folder =
         QDir(QStandardPaths::writableLocation(QStandardPaths::CacheLocation)).filePath(QStringLiteral("engine"));
     QDir().mkpath(folder);
     return VantorExporter::Instance()->Init(folder, QStringLiteral("{}"), kEngineLogLevel, kEngineLogDestination);
-}
-
-int refuseForEngine()
-{
-    Terminal::write(
-        Terminal::Stream::Error,
-        QStringLiteral("error: the download engine was not found, or lacks a function.\n%1\n").arg(engineHint()));
-    return ExitCode::kNoEngine;
 }
 
 std::unique_ptr<DownloadRun> makeRun(const DownloadOptions& options, ProgressDisplay* display)
@@ -67,16 +51,22 @@ QString DownloadCommand::summary() const
     return QStringLiteral("download files into a folder, verified and resumable");
 }
 
-int DownloadCommand::run(const QStringList& arguments)
+QString DownloadCommand::help() const
+{
+    return DownloadOptions::help();
+}
+
+void DownloadCommand::addOptions(QCommandLineParser* parser) const
+{
+    DownloadOptions::addTo(parser);
+}
+
+int DownloadCommand::execute(const QCommandLineParser& parser)
 {
     DownloadOptions options;
-    const QString error = DownloadOptions::parse(arguments, &options);
+    const QString error = DownloadOptions::read(parser, &options);
     if (!error.isEmpty())
-        return refuse(error + QStringLiteral(" (see launcher download --help)"));
-    if (options.wantsHelp) {
-        Terminal::write(Terminal::Stream::Output, DownloadOptions::help());
-        return ExitCode::kAllFinished;
-    }
+        return refuse(error);
     return download(options);
 }
 
@@ -85,13 +75,16 @@ int DownloadCommand::download(const DownloadOptions& options)
     // Outlives everything that logs.
     const LogFile log(options.logPath);
     if (!log.isUsable())
-        return refuse(QStringLiteral("cannot write the log %1: %2").arg(options.logPath, log.errorText()));
+        return fail(QStringLiteral("cannot write the log %1: %2").arg(options.logPath, log.errorText()),
+                    ExitCode::kWrongUse);
     // The folder must exist before the start: free space is only watched on a volume that can be found.
     if (!QDir().mkpath(options.folder))
-        return refuse(QStringLiteral("cannot make the folder %1").arg(QDir::toNativeSeparators(options.folder)));
+        return fail(QStringLiteral("cannot make the folder %1").arg(QDir::toNativeSeparators(options.folder)),
+                    ExitCode::kWrongUse);
     Language::use(options.language);
     if (options.backend == DownloadOptions::Backend::Engine && !startEngine())
-        return refuseForEngine();
+        return fail(QStringLiteral("the download engine was not found, or lacks a function.\n%1").arg(engineHint()),
+                    ExitCode::kNoEngine);
 
     const int exitCode = runSession(options);
     // The controller leaves its back-end to the event loop, which has ended.

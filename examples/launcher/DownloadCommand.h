@@ -11,7 +11,11 @@ class DownloadCommand : public Command
 public:
     QString name() const override;
     QString summary() const override;
-    int run(const QStringList& arguments) override;
+
+protected:
+    QString help() const override;
+    void addOptions(QCommandLineParser* parser) const override;
+    int execute(const QCommandLineParser& parser) override;
 
 private:
     int download(const DownloadOptions& options);

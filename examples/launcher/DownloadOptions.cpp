@@ -5,13 +5,22 @@
 #include "OptionValues.h"
 
 #include <QCommandLineParser>
-#include <QDir>
 #include <QFile>
 
 namespace {
 
 const QString kEngine = QStringLiteral("engine");
 const QString kHttp = QStringLiteral("http");
+
+const QString kDir = QStringLiteral("dir");
+const QString kMd5 = QStringLiteral("md5");
+const QString kList = QStringLiteral("list");
+const QString kBackend = QStringLiteral("backend");
+const QString kLimit = QStringLiteral("limit");
+const QString kPcdn = QStringLiteral("pcdn");
+const QString kLog = QStringLiteral("log");
+const QString kLang = QStringLiteral("lang");
+const QString kPatience = QStringLiteral("patience");
 
 const QLatin1String kHelp(
     R"(Usage: launcher download --dir DIR [OPTIONS] URL...
@@ -60,22 +69,12 @@ QString readList(const QString& path, QVector<FileRequest>* files)
 class Reader
 {
 public:
-    explicit Reader(DownloadOptions* options) : m_options(options)
-    {
-        m_parser.addOptions({m_help, m_folder, m_md5, m_list, m_backend, m_limit, m_pcdn, m_log, m_lang, m_patience});
-    }
+    Reader(const QCommandLineParser& parser, DownloadOptions* options) : m_parser(parser), m_options(options) {}
 
-    QString read(const QStringList& arguments)
+    QString read()
     {
-        // The parser takes the first argument for the program's name.
-        if (!m_parser.parse(QStringList(QString()) + arguments))
-            return m_parser.errorText();
-        m_options->wantsHelp = m_parser.isSet(m_help);
-        if (m_options->wantsHelp)
-            return QString();
-
-        m_options->usePcdn = m_parser.isSet(m_pcdn);
-        m_options->logPath = m_parser.value(m_log);
+        m_options->usePcdn = m_parser.isSet(kPcdn);
+        m_options->logPath = m_parser.value(kLog);
         for (const auto step : {&Reader::readFolder, &Reader::readFiles, &Reader::readMd5, &Reader::readBackend,
                                 &Reader::readLimit, &Reader::readLanguage, &Reader::readPatience}) {
             const QString error = (this->*step)();
@@ -86,27 +85,19 @@ public:
     }
 
 private:
-    static QCommandLineOption withValue(const QString& name)
-    {
-        return QCommandLineOption(name, QString(), QStringLiteral("value"));
-    }
-
     QString readFolder()
     {
-        const QString folder = m_parser.value(m_folder);
-        if (folder.isEmpty())
-            return QStringLiteral("--dir is missing");
-        m_options->folder = QDir::cleanPath(QDir(folder).absolutePath());
-        return QString();
+        m_options->folder = OptionValues::absolutePath(m_parser.value(kDir));
+        return m_options->folder.isEmpty() ? QStringLiteral("--dir is missing") : QString();
     }
 
     QString readFiles()
     {
         const QStringList urls = m_parser.positionalArguments();
-        if (m_parser.isSet(m_list)) {
+        if (m_parser.isSet(kList)) {
             if (!urls.isEmpty())
                 return QStringLiteral("give URLs or --list, not both");
-            return readList(m_parser.value(m_list), &m_options->files);
+            return readList(m_parser.value(kList), &m_options->files);
         }
         for (const QString& url : urls) {
             FileRequest request;
@@ -120,44 +111,34 @@ private:
 
     QString readMd5()
     {
-        if (!m_parser.isSet(m_md5))
+        if (!m_parser.isSet(kMd5))
             return QString();
-        if (m_parser.isSet(m_list) || m_options->files.size() != 1)
+        if (m_parser.isSet(kList) || m_options->files.size() != 1)
             return QStringLiteral("--md5 goes with a single URL; use --list for several files");
-        return FileList::parseMd5(m_parser.value(m_md5), &m_options->files.first());
+        return FileList::parseMd5(m_parser.value(kMd5), &m_options->files.first());
     }
 
     QString readBackend()
     {
-        const QString name = m_parser.isSet(m_backend) ? m_parser.value(m_backend) : kEngine;
+        const QString name = m_parser.isSet(kBackend) ? m_parser.value(kBackend) : kEngine;
         if (name == kEngine)
             return QString();
         if (name != kHttp)
             return QStringLiteral("--backend wants %1 or %2").arg(kEngine, kHttp);
         m_options->backend = DownloadOptions::Backend::Http;
-        if (m_options->usePcdn || m_parser.isSet(m_patience))
+        if (m_options->usePcdn || m_parser.isSet(kPatience))
             return QStringLiteral("--pcdn and --patience go with the engine");
         return QString();
     }
 
-    QString readLimit() { return OptionValues::readLimit(m_parser, m_limit, &m_options->limitKilobytes); }
+    QString readLimit() { return OptionValues::readLimit(m_parser, kLimit, &m_options->limitKilobytes); }
 
-    QString readLanguage() { return OptionValues::readLanguage(m_parser, m_lang, &m_options->language); }
+    QString readLanguage() { return OptionValues::readLanguage(m_parser, kLang, &m_options->language); }
 
-    QString readPatience() { return OptionValues::readPatience(m_parser, m_patience, &m_options->patienceSeconds); }
+    QString readPatience() { return OptionValues::readPatience(m_parser, kPatience, &m_options->patienceSeconds); }
 
+    const QCommandLineParser& m_parser;
     DownloadOptions* const m_options;
-    QCommandLineParser m_parser;
-    const QCommandLineOption m_help{{QStringLiteral("h"), QStringLiteral("help")}};
-    const QCommandLineOption m_folder = withValue(QStringLiteral("dir"));
-    const QCommandLineOption m_md5 = withValue(QStringLiteral("md5"));
-    const QCommandLineOption m_list = withValue(QStringLiteral("list"));
-    const QCommandLineOption m_backend = withValue(QStringLiteral("backend"));
-    const QCommandLineOption m_limit = withValue(QStringLiteral("limit"));
-    const QCommandLineOption m_pcdn{QStringLiteral("pcdn")};
-    const QCommandLineOption m_log = withValue(QStringLiteral("log"));
-    const QCommandLineOption m_lang = withValue(QStringLiteral("lang"));
-    const QCommandLineOption m_patience = withValue(QStringLiteral("patience"));
 };
 
 } // namespace
@@ -167,7 +148,13 @@ QString DownloadOptions::help()
     return kHelp;
 }
 
-QString DownloadOptions::parse(const QStringList& arguments, DownloadOptions* options)
+void DownloadOptions::addTo(QCommandLineParser* parser)
 {
-    return Reader(options).read(arguments);
+    OptionValues::add({kDir, kMd5, kList, kBackend, kLimit, kLog, kLang, kPatience}, parser);
+    parser->addOption(QCommandLineOption(kPcdn));
+}
+
+QString DownloadOptions::read(const QCommandLineParser& parser, DownloadOptions* options)
+{
+    return Reader(parser, options).read();
 }

@@ -4,10 +4,11 @@
 #include "FileRequest.h"
 
 #include <QString>
-#include <QStringList>
 #include <QVector>
 
 #include <optional>
+
+class QCommandLineParser;
 
 /// \brief What the user asked "launcher download" for.
 struct DownloadOptions
@@ -22,11 +23,12 @@ struct DownloadOptions
     QString logPath;         ///< empty for no log
     QString language;        ///< as --lang takes it
     int patienceSeconds = 0; ///< how long the engine may be silent
-    bool wantsHelp = false;  ///< nothing else is set then
 
     /// \brief The text of "launcher download --help".
     static QString help();
+    /// \brief Adds the options that are read.
+    static void addTo(QCommandLineParser* parser);
     /// \brief Reads the arguments and the list file that they may name.
     /// \return a text for the user; empty when everything is right
-    static QString parse(const QStringList& arguments, DownloadOptions* options);
+    static QString read(const QCommandLineParser& parser, DownloadOptions* options);
 };

@@ -3,7 +3,7 @@
 
 #include "ExitCode.h"
 #include "Interrupt.h"
-#include "LogFile.h"
+#include "OptionValues.h"
 #include "Terminal.h"
 #include "Tool/MD5CheckWorker.h"
 
@@ -15,6 +15,8 @@
 namespace {
 
 constexpr int kStopIntervalMs = 10;
+
+const QString kSalt = QStringLiteral("salt");
 
 const QLatin1String kHelp(
     R"(Usage: launcher md5 [OPTIONS] FILE...
@@ -32,41 +34,13 @@ Exit codes:
   130  stopped with Ctrl-C
 )");
 
-struct Options
-{
-    QStringList files;
-    QString salt;
-    bool wantsHelp = false;
-};
-
-int refuse(const QString& reason)
-{
-    Terminal::write(Terminal::Stream::Error, QStringLiteral("error: %1 (see launcher md5 --help)\n").arg(reason));
-    return ExitCode::kWrongUse;
-}
-
-QString parse(const QStringList& arguments, Options* options)
-{
-    const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")});
-    const QCommandLineOption salt(QStringLiteral("salt"), QString(), QStringLiteral("value"));
-    QCommandLineParser parser;
-    parser.addOptions({help, salt});
-    // The parser takes the first argument for the program's name.
-    if (!parser.parse(QStringList(QString()) + arguments))
-        return parser.errorText();
-    options->wantsHelp = parser.isSet(help);
-    options->files = parser.positionalArguments();
-    options->salt = parser.value(salt);
-    return options->wantsHelp || !options->files.isEmpty() ? QString() : QStringLiteral("no file given");
-}
-
 /// \brief The files one after the other, on a thread of their own, until the exit code.
 class Checking
 {
 public:
-    explicit Checking(const Options& options) : m_options(options)
+    Checking(const QStringList& files, const QString& salt) : m_files(files)
     {
-        m_worker.SetMD5Salt(options.salt);
+        m_worker.SetMD5Salt(salt);
         m_worker.moveToThread(&m_thread);
         QObject::connect(&m_worker, &MD5CheckWorker::md5Checkfinished, &m_context,
                          [this](const QString& md5) { report(md5); });
@@ -92,7 +66,7 @@ public:
 private:
     void next()
     {
-        const QString file = m_options.files.at(m_index);
+        const QString file = m_files.at(m_index);
         QMetaObject::invokeMethod(
             &m_worker,
             [this, file] {
@@ -108,20 +82,20 @@ private:
             QCoreApplication::exit(ExitCode::kInterrupted);
             return;
         }
-        const QString& file = m_options.files.at(m_index);
+        const QString& file = m_files.at(m_index);
         if (md5.isEmpty()) {
             m_exitCode = ExitCode::kFilesFailed;
             Terminal::write(Terminal::Stream::Error, QStringLiteral("error: cannot read %1\n").arg(file));
         } else {
             Terminal::write(Terminal::Stream::Output, QStringLiteral("%1  %2\n").arg(md5, file));
         }
-        if (++m_index < m_options.files.size())
+        if (++m_index < m_files.size())
             next();
         else
             QCoreApplication::exit(m_exitCode);
     }
 
-    const Options m_options;
+    const QStringList m_files;
     QObject m_context;
     QTimer m_stop;
     const Interrupt m_interrupt;
@@ -143,16 +117,18 @@ QString Md5Command::summary() const
     return QStringLiteral("print the MD5 of files");
 }
 
-int Md5Command::run(const QStringList& arguments)
+QString Md5Command::help() const
 {
-    Options options;
-    const QString error = parse(arguments, &options);
-    if (!error.isEmpty())
-        return refuse(error);
-    if (options.wantsHelp) {
-        Terminal::write(Terminal::Stream::Output, kHelp);
-        return ExitCode::kAllFinished;
-    }
-    const LogFile noLog{QString()};
-    return Checking(options).run();
+    return kHelp;
+}
+
+void Md5Command::addOptions(QCommandLineParser* parser) const
+{
+    OptionValues::add({kSalt}, parser);
+}
+
+int Md5Command::execute(const QCommandLineParser& parser)
+{
+    const QStringList files = parser.positionalArguments();
+    return files.isEmpty() ? refuse(QStringLiteral("no file given")) : Checking(files, parser.value(kSalt)).run();
 }

@@ -9,5 +9,9 @@ class Md5Command : public Command
 public:
     QString name() const override;
     QString summary() const override;
-    int run(const QStringList& arguments) override;
+
+protected:
+    QString help() const override;
+    void addOptions(QCommandLineParser* parser) const override;
+    int execute(const QCommandLineParser& parser) override;
 };

@@ -3,6 +3,8 @@
 
 #include "Language.h"
 
+#include <QDir>
+
 namespace {
 
 // More would not fit when it is counted in bytes.
@@ -12,8 +14,18 @@ constexpr int kMostPatienceSeconds = 24 * 60 * 60;
 
 } // namespace
 
-QString OptionValues::readLimit(const QCommandLineParser& parser, const QCommandLineOption& option,
-                                std::optional<qint64>* value)
+void OptionValues::add(const QStringList& names, QCommandLineParser* parser)
+{
+    for (const QString& name : names)
+        parser->addOption(QCommandLineOption(name, QString(), QStringLiteral("value")));
+}
+
+QString OptionValues::absolutePath(const QString& folder)
+{
+    return folder.isEmpty() ? folder : QDir::cleanPath(QDir(folder).absolutePath());
+}
+
+QString OptionValues::readLimit(const QCommandLineParser& parser, const QString& option, std::optional<qint64>* value)
 {
     if (!parser.isSet(option))
         return QString();
@@ -25,7 +37,7 @@ QString OptionValues::readLimit(const QCommandLineParser& parser, const QCommand
     return QString();
 }
 
-QString OptionValues::readLanguage(const QCommandLineParser& parser, const QCommandLineOption& option, QString* value)
+QString OptionValues::readLanguage(const QCommandLineParser& parser, const QString& option, QString* value)
 {
     *value = parser.isSet(option) ? parser.value(option) : Language::ofSystem();
     if (!Language::names().contains(*value))
@@ -33,7 +45,7 @@ QString OptionValues::readLanguage(const QCommandLineParser& parser, const QComm
     return QString();
 }
 
-QString OptionValues::readPatience(const QCommandLineParser& parser, const QCommandLineOption& option, int* value)
+QString OptionValues::readPatience(const QCommandLineParser& parser, const QString& option, int* value)
 {
     *value = kPatienceSeconds;
     if (!parser.isSet(option))

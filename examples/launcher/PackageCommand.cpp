@@ -2,14 +2,12 @@
 #include "PackageCommand.h"
 
 #include "EngineHint.h"
-#include "ExitCode.h"
 #include "Interrupt.h"
 #include "Language.h"
 #include "LogFile.h"
 #include "PackageOptions.h"
 #include "PackageSession.h"
 #include "ProgressDisplay.h"
-#include "Terminal.h"
 #include "vantor/VantorExporter.h"
 
 #include <QCoreApplication>
@@ -24,12 +22,6 @@ namespace {
 constexpr int kEngineLogLevel = 2;
 constexpr int kEngineLogDestination = 0;
 constexpr qint64 kBytesPerKilobyte = 1024;
-
-int refuse(const QString& reason)
-{
-    Terminal::write(Terminal::Stream::Error, QStringLiteral("error: %1\n").arg(reason));
-    return ExitCode::kWrongUse;
-}
 
 /// \brief The engine learns at its start where packages come from.
 QString engineConfig(const PackageOptions& options)
@@ -67,16 +59,22 @@ QString PackageCommand::summary() const
     return QStringLiteral("install, update, repair or remove a package made of chunks");
 }
 
-int PackageCommand::run(const QStringList& arguments)
+QString PackageCommand::help() const
+{
+    return PackageOptions::help();
+}
+
+void PackageCommand::addOptions(QCommandLineParser* parser) const
+{
+    PackageOptions::addTo(parser);
+}
+
+int PackageCommand::execute(const QCommandLineParser& parser)
 {
     PackageOptions options;
-    const QString error = PackageOptions::parse(arguments, &options);
+    const QString error = PackageOptions::read(parser, &options);
     if (!error.isEmpty())
-        return refuse(error + QStringLiteral(" (see launcher package --help)"));
-    if (options.wantsHelp) {
-        Terminal::write(Terminal::Stream::Output, PackageOptions::help());
-        return ExitCode::kAllFinished;
-    }
+        return refuse(error);
     return work(options);
 }
 
@@ -85,17 +83,16 @@ int PackageCommand::work(const PackageOptions& options)
     // Outlives everything that logs.
     const LogFile log(options.logPath);
     if (!log.isUsable())
-        return refuse(QStringLiteral("cannot write the log %1: %2").arg(options.logPath, log.errorText()));
+        return fail(QStringLiteral("cannot write the log %1: %2").arg(options.logPath, log.errorText()),
+                    ExitCode::kWrongUse);
     // The folder must exist before the start: free space is only watched on a volume that can be found.
     if (writes(options) && !QDir().mkpath(options.folder))
-        return refuse(QStringLiteral("cannot make the folder %1").arg(QDir::toNativeSeparators(options.folder)));
+        return fail(QStringLiteral("cannot make the folder %1").arg(QDir::toNativeSeparators(options.folder)),
+                    ExitCode::kWrongUse);
     Language::use(options.language);
-    if (!startEngine(options)) {
-        Terminal::write(
-            Terminal::Stream::Error,
-            QStringLiteral("error: the download engine was not found, or lacks a function.\n%1\n").arg(engineHint()));
-        return ExitCode::kNoEngine;
-    }
+    if (!startEngine(options))
+        return fail(QStringLiteral("the download engine was not found, or lacks a function.\n%1").arg(engineHint()),
+                    ExitCode::kNoEngine);
     return runSession(options);
 }
 

@@ -4,9 +4,19 @@
 #include "OptionValues.h"
 
 #include <QCommandLineParser>
-#include <QDir>
 
 namespace {
+
+const QString kPackage = QStringLiteral("package");
+const QString kBranch = QStringLiteral("branch");
+const QString kDir = QStringLiteral("dir");
+const QString kServer = QStringLiteral("server");
+const QString kStaging = QStringLiteral("staging");
+const QString kWithFiles = QStringLiteral("with-files");
+const QString kLimit = QStringLiteral("limit");
+const QString kLog = QStringLiteral("log");
+const QString kLang = QStringLiteral("lang");
+const QString kPatience = QStringLiteral("patience");
 
 const QLatin1String kHelp(
     R"(Usage: launcher package ACTION --package ID --dir DIR [--server URL] [OPTIONS]
@@ -62,21 +72,11 @@ constexpr NamedAction kActions[] = {
 class Reader
 {
 public:
-    explicit Reader(PackageOptions* options) : m_options(options)
-    {
-        m_parser.addOptions({m_help, m_package, m_branch, m_folder, m_server, m_staging, m_withFiles, m_limit, m_log,
-                             m_lang, m_patience});
-    }
+    Reader(const QCommandLineParser& parser, PackageOptions* options) : m_parser(parser), m_options(options) {}
 
-    QString read(const QStringList& arguments)
+    QString read()
     {
-        // The parser takes the first argument for the program's name.
-        if (!m_parser.parse(QStringList(QString()) + arguments))
-            return m_parser.errorText();
-        m_options->wantsHelp = m_parser.isSet(m_help);
-        if (m_options->wantsHelp)
-            return QString();
-        m_options->logPath = m_parser.value(m_log);
+        m_options->logPath = m_parser.value(kLog);
         for (const auto step : {&Reader::readAction, &Reader::readPackage, &Reader::readFolders, &Reader::readServer,
                                 &Reader::readLimit, &Reader::readLanguage, &Reader::readPatience}) {
             const QString error = (this->*step)();
@@ -87,16 +87,6 @@ public:
     }
 
 private:
-    static QCommandLineOption withValue(const QString& name, const QString& fallback = QString())
-    {
-        return QCommandLineOption(name, QString(), QStringLiteral("value"), fallback);
-    }
-
-    static QString absolute(const QString& path)
-    {
-        return path.isEmpty() ? path : QDir::cleanPath(QDir(path).absolutePath());
-    }
-
     QString readAction()
     {
         const QStringList words = m_parser.positionalArguments();
@@ -113,16 +103,16 @@ private:
 
     QString readPackage()
     {
-        m_options->package = m_parser.value(m_package);
-        m_options->branch = m_parser.value(m_branch);
+        m_options->package = m_parser.value(kPackage);
+        m_options->branch = m_parser.value(kBranch);
         return m_options->package.isEmpty() ? QStringLiteral("--package is missing") : QString();
     }
 
     QString readFolders()
     {
-        m_options->folder = absolute(m_parser.value(m_folder));
-        m_options->stagingFolder = absolute(m_parser.value(m_staging));
-        m_options->removesFiles = m_parser.isSet(m_withFiles);
+        m_options->folder = OptionValues::absolutePath(m_parser.value(kDir));
+        m_options->stagingFolder = OptionValues::absolutePath(m_parser.value(kStaging));
+        m_options->removesFiles = m_parser.isSet(kWithFiles);
         if (m_options->removesFiles && m_options->action != VantorChunkActionDeleteDatabase)
             return QStringLiteral("--with-files goes with \"remove\"");
         if (m_options->folder.isEmpty() && m_options->action != VantorChunkActionFetchVersion)
@@ -132,36 +122,25 @@ private:
 
     QString readServer()
     {
-        if (!m_parser.isSet(m_server)) {
+        if (!m_parser.isSet(kServer)) {
             return m_options->action == VantorChunkActionDeleteDatabase ? QString()
                                                                         : QStringLiteral("--server is missing");
         }
-        m_options->server = QUrl(m_parser.value(m_server), QUrl::StrictMode);
+        m_options->server = QUrl(m_parser.value(kServer), QUrl::StrictMode);
         const QString scheme = m_options->server.scheme();
         const bool usable = m_options->server.isValid() && !m_options->server.host().isEmpty() &&
                             (scheme == QLatin1String("http") || scheme == QLatin1String("https"));
         return usable ? QString() : QStringLiteral("--server wants an http or https URL");
     }
 
-    QString readLimit() { return OptionValues::readLimit(m_parser, m_limit, &m_options->limitKilobytes); }
+    QString readLimit() { return OptionValues::readLimit(m_parser, kLimit, &m_options->limitKilobytes); }
 
-    QString readLanguage() { return OptionValues::readLanguage(m_parser, m_lang, &m_options->language); }
+    QString readLanguage() { return OptionValues::readLanguage(m_parser, kLang, &m_options->language); }
 
-    QString readPatience() { return OptionValues::readPatience(m_parser, m_patience, &m_options->patienceSeconds); }
+    QString readPatience() { return OptionValues::readPatience(m_parser, kPatience, &m_options->patienceSeconds); }
 
+    const QCommandLineParser& m_parser;
     PackageOptions* const m_options;
-    QCommandLineParser m_parser;
-    const QCommandLineOption m_help{{QStringLiteral("h"), QStringLiteral("help")}};
-    const QCommandLineOption m_package = withValue(QStringLiteral("package"));
-    const QCommandLineOption m_branch = withValue(QStringLiteral("branch"), QStringLiteral("main"));
-    const QCommandLineOption m_folder = withValue(QStringLiteral("dir"));
-    const QCommandLineOption m_server = withValue(QStringLiteral("server"));
-    const QCommandLineOption m_staging = withValue(QStringLiteral("staging"));
-    const QCommandLineOption m_withFiles{QStringLiteral("with-files")};
-    const QCommandLineOption m_limit = withValue(QStringLiteral("limit"));
-    const QCommandLineOption m_log = withValue(QStringLiteral("log"));
-    const QCommandLineOption m_lang = withValue(QStringLiteral("lang"));
-    const QCommandLineOption m_patience = withValue(QStringLiteral("patience"));
 };
 
 } // namespace
@@ -171,7 +150,14 @@ QString PackageOptions::help()
     return kHelp;
 }
 
-QString PackageOptions::parse(const QStringList& arguments, PackageOptions* options)
+void PackageOptions::addTo(QCommandLineParser* parser)
 {
-    return Reader(options).read(arguments);
+    OptionValues::add({kPackage, kDir, kServer, kStaging, kLimit, kLog, kLang, kPatience}, parser);
+    parser->addOption(QCommandLineOption(kBranch, QString(), QStringLiteral("value"), QStringLiteral("main")));
+    parser->addOption(QCommandLineOption(kWithFiles));
+}
+
+QString PackageOptions::read(const QCommandLineParser& parser, PackageOptions* options)
+{
+    return Reader(parser, options).read();
 }

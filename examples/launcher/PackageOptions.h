@@ -4,10 +4,11 @@
 #include "vantor/VantorChunkActionType.h"
 
 #include <QString>
-#include <QStringList>
 #include <QUrl>
 
 #include <optional>
+
+class QCommandLineParser;
 
 /// \brief What the user asked "launcher package" for.
 struct PackageOptions
@@ -23,11 +24,12 @@ struct PackageOptions
     QString logPath;                      ///< empty for no log
     QString language;                     ///< as --lang takes it
     int patienceSeconds = 0;              ///< how long the engine may be silent
-    bool wantsHelp = false;               ///< nothing else is set then
 
     /// \brief The text of "launcher package --help".
     static QString help();
+    /// \brief Adds the options that are read.
+    static void addTo(QCommandLineParser* parser);
     /// \brief Reads the arguments.
     /// \return a text for the user; empty when everything is right
-    static QString parse(const QStringList& arguments, PackageOptions* options);
+    static QString read(const QCommandLineParser& parser, PackageOptions* options);
 };

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ProcessCommand.h"
 
+#include "OptionValues.h"
+
 #include <QCommandLineParser>
 
 namespace {
@@ -23,15 +25,8 @@ Exit codes:
   2  wrong arguments
 )");
 
-QString pidOption()
-{
-    return QStringLiteral("pid");
-}
-
-QString killOption()
-{
-    return QStringLiteral("kill");
-}
+const QString kPid = QStringLiteral("pid");
+const QString kKill = QStringLiteral("kill");
 
 } // namespace
 
@@ -52,17 +47,17 @@ QString ProcessCommand::help() const
 
 void ProcessCommand::addOptions(QCommandLineParser* parser) const
 {
-    parser->addOption(QCommandLineOption(pidOption(), QString(), QStringLiteral("PID")));
-    parser->addOption(QCommandLineOption(killOption()));
+    OptionValues::add({kPid}, parser);
+    parser->addOption(QCommandLineOption(kKill));
 }
 
 int ProcessCommand::execute(const QCommandLineParser& parser)
 {
     const QStringList names = parser.positionalArguments();
-    const bool kill = parser.isSet(killOption());
-    if (parser.isSet(pidOption())) {
+    const bool kill = parser.isSet(kKill);
+    if (parser.isSet(kPid)) {
         bool isNumber = false;
-        const int pid = parser.value(pidOption()).toInt(&isNumber);
+        const int pid = parser.value(kPid).toInt(&isNumber);
         if (!isNumber || pid <= 0)
             return refuse(QStringLiteral("--pid wants the number of a process"));
         if (!names.isEmpty())

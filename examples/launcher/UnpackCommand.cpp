@@ -5,9 +5,9 @@
 #include "Interrupt.h"
 #include "Language.h"
 #include "LogFile.h"
+#include "OptionValues.h"
 #include "ProgressDisplay.h"
 #include "Setup/Process7zWorker.h"
-#include "Terminal.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -20,6 +20,10 @@ namespace {
 constexpr int kNotStarted = 2008;
 constexpr int kAllPercent = 100;
 constexpr double kMsPerSecond = 1000.0;
+
+const QString kSize = QStringLiteral("size");
+const QString kLog = QStringLiteral("log");
+const QString kLang = QStringLiteral("lang");
 
 const QLatin1String kHelp(
     R"(Usage: launcher unpack [OPTIONS] ARCHIVE FOLDER
@@ -50,42 +54,23 @@ struct Options
     QString logPath;
     QString language;
     qint64 size = 0; // 0: unknown
-    bool wantsHelp = false;
 };
 
-int refuse(const QString& reason)
+/// \return a text for the user; empty when everything is right
+QString read(const QCommandLineParser& parser, Options* options)
 {
-    Terminal::write(Terminal::Stream::Error, QStringLiteral("error: %1 (see launcher unpack --help)\n").arg(reason));
-    return ExitCode::kWrongUse;
-}
-
-QString parse(const QStringList& arguments, Options* options)
-{
-    const QCommandLineOption help(QStringList{QStringLiteral("h"), QStringLiteral("help")});
-    const QCommandLineOption size(QStringLiteral("size"), QString(), QStringLiteral("value"));
-    const QCommandLineOption log(QStringLiteral("log"), QString(), QStringLiteral("value"));
-    const QCommandLineOption lang(QStringLiteral("lang"), QString(), QStringLiteral("value"));
-    QCommandLineParser parser;
-    parser.addOptions({help, size, log, lang});
-    // The parser takes the first argument for the program's name.
-    if (!parser.parse(QStringList(QString()) + arguments))
-        return parser.errorText();
-    options->wantsHelp = parser.isSet(help);
-    if (options->wantsHelp)
-        return QString();
-
     const QStringList paths = parser.positionalArguments();
     if (paths.size() != 2)
         return QStringLiteral("an archive and a folder are wanted");
     options->archive = paths.at(0);
     options->folder = paths.at(1);
-    options->logPath = parser.value(log);
-    options->language = parser.isSet(lang) ? parser.value(lang) : Language::ofSystem();
-    if (!Language::names().contains(options->language))
-        return QStringLiteral("--lang wants %1").arg(Language::names().join(QLatin1String(" or ")));
+    options->logPath = parser.value(kLog);
+    const QString error = OptionValues::readLanguage(parser, kLang, &options->language);
+    if (!error.isEmpty())
+        return error;
     bool isNumber = true;
-    if (parser.isSet(size))
-        options->size = parser.value(size).toLongLong(&isNumber);
+    if (parser.isSet(kSize))
+        options->size = parser.value(kSize).toLongLong(&isNumber);
     if (!isNumber || options->size < 0)
         return QStringLiteral("--size wants a number of bytes");
     if (!QFileInfo(options->archive).isFile())
@@ -176,16 +161,22 @@ QString UnpackCommand::summary() const
     return QStringLiteral("extract an archive into a folder with 7-Zip");
 }
 
-int UnpackCommand::run(const QStringList& arguments)
+QString UnpackCommand::help() const
+{
+    return kHelp;
+}
+
+void UnpackCommand::addOptions(QCommandLineParser* parser) const
+{
+    OptionValues::add({kSize, kLog, kLang}, parser);
+}
+
+int UnpackCommand::execute(const QCommandLineParser& parser)
 {
     Options options;
-    const QString error = parse(arguments, &options);
+    const QString error = read(parser, &options);
     if (!error.isEmpty())
         return refuse(error);
-    if (options.wantsHelp) {
-        Terminal::write(Terminal::Stream::Output, kHelp);
-        return ExitCode::kAllFinished;
-    }
     const LogFile log(options.logPath);
     if (!log.isUsable())
         return refuse(QStringLiteral("cannot write the log %1: %2").arg(options.logPath, log.errorText()));
