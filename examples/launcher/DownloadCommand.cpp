@@ -4,33 +4,19 @@
 #include "DownloadHttpSession.h"
 #include "DownloadOptions.h"
 #include "DownloadSession.h"
-#include "EngineHint.h"
+#include "EngineStart.h"
 #include "Interrupt.h"
 #include "Language.h"
 #include "LogFile.h"
 #include "ProgressDisplay.h"
-#include "vantor/VantorExporter.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QEvent>
-#include <QStandardPaths>
 
 #include <memory>
 
 namespace {
-
-// As the engine counts: routine information, to its log handler only, never to the screen.
-constexpr int kEngineLogLevel = 2;
-constexpr int kEngineLogDestination = 0;
-
-bool startEngine()
-{
-    const QString folder =
-        QDir(QStandardPaths::writableLocation(QStandardPaths::CacheLocation)).filePath(QStringLiteral("engine"));
-    QDir().mkpath(folder);
-    return VantorExporter::Instance()->Init(folder, QStringLiteral("{}"), kEngineLogLevel, kEngineLogDestination);
-}
 
 std::unique_ptr<DownloadRun> makeRun(const DownloadOptions& options, ProgressDisplay* display)
 {
@@ -82,9 +68,11 @@ int DownloadCommand::download(const DownloadOptions& options)
         return fail(QStringLiteral("cannot make the folder %1").arg(QDir::toNativeSeparators(options.folder)),
                     ExitCode::kWrongUse);
     Language::use(options.language);
-    if (options.backend == DownloadOptions::Backend::Engine && !startEngine())
-        return fail(QStringLiteral("the download engine was not found, or lacks a function.\n%1").arg(engineHint()),
-                    ExitCode::kNoEngine);
+    if (options.backend == DownloadOptions::Backend::Engine) {
+        const QString error = startEngine(QStringLiteral("{}"));
+        if (!error.isEmpty())
+            return fail(error, ExitCode::kNoEngine);
+    }
 
     const int exitCode = runSession(options);
     // The controller leaves its back-end to the event loop, which has ended.

@@ -1,26 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include "PackageCommand.h"
 
-#include "EngineHint.h"
+#include "EngineStart.h"
 #include "Interrupt.h"
 #include "Language.h"
 #include "LogFile.h"
 #include "PackageOptions.h"
 #include "PackageSession.h"
 #include "ProgressDisplay.h"
-#include "vantor/VantorExporter.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QStandardPaths>
 
 namespace {
 
-// As the engine counts: routine information, to its log handler only, never to the screen.
-constexpr int kEngineLogLevel = 2;
-constexpr int kEngineLogDestination = 0;
 constexpr qint64 kBytesPerKilobyte = 1024;
 
 /// \brief The engine learns at its start where packages come from.
@@ -32,14 +27,6 @@ QString engineConfig(const PackageOptions& options)
                       QJsonObject{{QStringLiteral("download_bandwidth"), *options.limitKilobytes * kBytesPerKilobyte}});
     }
     return QString::fromUtf8(QJsonDocument(config).toJson(QJsonDocument::Compact));
-}
-
-bool startEngine(const PackageOptions& options)
-{
-    const QString folder =
-        QDir(QStandardPaths::writableLocation(QStandardPaths::CacheLocation)).filePath(QStringLiteral("engine"));
-    QDir().mkpath(folder);
-    return VantorExporter::Instance()->Init(folder, engineConfig(options), kEngineLogLevel, kEngineLogDestination);
 }
 
 bool writes(const PackageOptions& options)
@@ -90,9 +77,9 @@ int PackageCommand::work(const PackageOptions& options)
         return fail(QStringLiteral("cannot make the folder %1").arg(QDir::toNativeSeparators(options.folder)),
                     ExitCode::kWrongUse);
     Language::use(options.language);
-    if (!startEngine(options))
-        return fail(QStringLiteral("the download engine was not found, or lacks a function.\n%1").arg(engineHint()),
-                    ExitCode::kNoEngine);
+    const QString error = startEngine(engineConfig(options));
+    if (!error.isEmpty())
+        return fail(error, ExitCode::kNoEngine);
     return runSession(options);
 }
 
