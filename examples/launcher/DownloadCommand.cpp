@@ -5,7 +5,6 @@
 #include "DownloadOptions.h"
 #include "DownloadSession.h"
 #include "EngineStart.h"
-#include "Interrupt.h"
 #include "Language.h"
 #include "LogFile.h"
 #include "ProgressDisplay.h"
@@ -74,20 +73,9 @@ int DownloadCommand::download(const DownloadOptions& options)
             return fail(error, ExitCode::kNoEngine);
     }
 
-    const int exitCode = runSession(options);
+    ProgressDisplay display;
+    const int exitCode = makeRun(options, &display)->run();
     // The controller leaves its back-end to the event loop, which has ended.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return exitCode;
-}
-
-int DownloadCommand::runSession(const DownloadOptions& options)
-{
-    ProgressDisplay display;
-    const std::unique_ptr<DownloadRun> session = makeRun(options, &display);
-    const Interrupt interrupt;
-    QObject::connect(&interrupt, &Interrupt::requested, session.get(), &DownloadRun::interrupt);
-    QObject::connect(session.get(), &DownloadRun::ended, QCoreApplication::instance(), &QCoreApplication::exit,
-                     Qt::QueuedConnection);
-    session->start();
-    return QCoreApplication::exec();
 }

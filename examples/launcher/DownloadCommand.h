@@ -19,5 +19,4 @@ protected:
 
 private:
     int download(const DownloadOptions& options);
-    int runSession(const DownloadOptions& options);
 };

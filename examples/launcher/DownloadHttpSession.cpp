@@ -32,7 +32,7 @@ void DownloadHttpSession::connectManager()
 
 void DownloadHttpSession::start()
 {
-    m_state = State::Running;
+    setState(State::Running);
     startClock();
     m_foundBytes = bytesInPlace() + bytesInParts();
     makeGroups();
@@ -101,34 +101,24 @@ void DownloadHttpSession::goOn()
 
 void DownloadHttpSession::startNextGroup()
 {
-    if (m_state != State::Running)
+    if (state() != State::Running)
         return;
     if (!m_groups.isEmpty()) {
         m_groupId = m_manager.SetTask(m_groups.takeFirst(), Normal, -1);
         m_manager.StartDownloadTask(m_groupId, {}, options().folder);
         return;
     }
-    display().clear();
-    if (m_failedFiles > 0) {
-        display().error(failureSummary(m_failedFiles));
-        end(ExitCode::kFilesFailed);
-        return;
-    }
-    const QString missing = unfinishedFile();
-    if (!missing.isEmpty()) {
-        display().error(QStringLiteral("error: %1: reported as finished but not in place").arg(missing));
-        end(ExitCode::kFilesFailed);
-        return;
-    }
-    display().note(summary(m_foundBytes));
-    end(ExitCode::kAllFinished);
+    if (m_failedFiles > 0)
+        endWithErrors(m_failedFiles);
+    else
+        endFinished(m_foundBytes);
 }
 
 void DownloadHttpSession::interrupt()
 {
-    if (m_state != State::Running)
+    if (state() != State::Running)
         return;
-    m_state = State::Stopping;
+    setState(State::Stopping);
     display().note(QStringLiteral("Stopping ..."));
     display().clear();
     // Ends at once: cancelled() is emitted on the way.
@@ -137,7 +127,7 @@ void DownloadHttpSession::interrupt()
 
 void DownloadHttpSession::onProgress(qint64 doneBytes, qint64 groupBytes)
 {
-    if (m_state != State::Running)
+    if (state() != State::Running)
         return;
     m_progress.phase = ProgressState::Phase::Downloading;
     m_progress.doneBytes = m_earlierBytes + doneBytes;
@@ -149,7 +139,7 @@ void DownloadHttpSession::onProgress(qint64 doneBytes, qint64 groupBytes)
 
 void DownloadHttpSession::onSpeed(qint64 bytesPerSecond, const QString& speedText, const QString& timeText)
 {
-    if (m_state != State::Running)
+    if (state() != State::Running)
         return;
     m_progress.speedText = speedText;
     // Without speed the remaining time would be a zero that means nothing, and with groups to come it is not the rest.
@@ -160,7 +150,7 @@ void DownloadHttpSession::onSpeed(qint64 bytesPerSecond, const QString& speedTex
 void DownloadHttpSession::onAllInCheck()
 {
     // The back-end tells nothing about the progress of a check.
-    if (m_state != State::Running || !m_groups.isEmpty())
+    if (state() != State::Running || !m_groups.isEmpty())
         return;
     m_progress.phase = ProgressState::Phase::Verifying;
     m_progress.totalBytes = totalBytes();
@@ -172,7 +162,7 @@ void DownloadHttpSession::onAllInCheck()
 
 void DownloadHttpSession::onRestart(const QString& json)
 {
-    if (m_state != State::Running)
+    if (state() != State::Running)
         return;
     const QJsonObject object = QJsonDocument::fromJson(json.toUtf8()).object();
     TaskInfo info;
@@ -185,7 +175,7 @@ void DownloadHttpSession::onRestart(const QString& json)
 
 void DownloadHttpSession::onError(const TaskInfo& info)
 {
-    if (m_state != State::Running)
+    if (state() != State::Running)
         return;
     display().clear();
     display().error(QStringLiteral("error: %1").arg(describe(info)));
@@ -202,17 +192,6 @@ void DownloadHttpSession::onGroupFinished()
 
 void DownloadHttpSession::onCancelled()
 {
-    if (m_state == State::Stopping)
+    if (state() == State::Stopping)
         end(ExitCode::kInterrupted);
-}
-
-void DownloadHttpSession::end(int exitCode)
-{
-    if (m_state == State::Ended)
-        return;
-    m_state = State::Ended;
-    display().clear();
-    if (exitCode == ExitCode::kInterrupted)
-        display().note(QStringLiteral("Stopped. The same command goes on where this one stopped."));
-    Q_EMIT ended(exitCode);
 }

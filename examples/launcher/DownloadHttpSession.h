@@ -28,8 +28,6 @@ public:
     void interrupt() override;
 
 private:
-    enum class State { Idle, Running, Stopping, Ended };
-
     void connectManager();
     void makeGroups();
     qint64 bytesInPlace() const;
@@ -45,12 +43,10 @@ private:
     void onError(const TaskInfo& info);
     void onGroupFinished();
     void onCancelled();
-    void end(int exitCode);
 
     DownloadManager m_manager;
     QVector<QVector<DownloadTaskModel>> m_groups; // still to be started, in order
     int m_groupId = -1;                           // the one that runs
-    State m_state = State::Idle;
     ProgressState m_progress;
     QHash<QString, qint64> m_sizeByUrl; // bytes, as far as they are known
     qint64 m_earlierBytes = 0;          // of groups that are finished

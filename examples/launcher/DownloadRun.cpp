@@ -1,20 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "DownloadRun.h"
 
+#include "ExitCode.h"
+#include "ProgressDisplay.h"
 #include "ProgressText.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QStringList>
 
-namespace {
-
-constexpr int kMsPerSecond = 1000;
-
-} // namespace
-
 DownloadRun::DownloadRun(const DownloadOptions& options, ProgressDisplay* display, QObject* parent)
-    : QObject(parent), m_options(options), m_display(display)
+    : Session(display, parent), m_options(options)
 {
 }
 
@@ -85,14 +81,28 @@ QString DownloadRun::summary(qint64 foundBytes) const
     return text;
 }
 
-QString DownloadRun::failureSummary(int failedFiles) const
+void DownloadRun::endWithErrors(int failedFiles)
 {
-    return QStringLiteral("%1 of %2 files failed; the same command goes on where this one stopped")
-        .arg(failedFiles)
-        .arg(m_options.files.size());
+    if (state() == State::Ended)
+        return;
+    display().clear();
+    display().error(QStringLiteral("%1 of %2 files failed; the same command goes on where this one stopped")
+                        .arg(failedFiles)
+                        .arg(m_options.files.size()));
+    end(ExitCode::kFilesFailed);
 }
 
-QString DownloadRun::seconds(qint64 milliseconds)
+void DownloadRun::endFinished(qint64 foundBytes)
 {
-    return QStringLiteral("%1 s").arg(static_cast<double>(milliseconds) / kMsPerSecond, 0, 'f', 1);
+    if (state() == State::Ended)
+        return;
+    display().clear();
+    const QString missing = unfinishedFile();
+    if (!missing.isEmpty()) {
+        display().error(QStringLiteral("error: %1: reported as finished but not in place").arg(missing));
+        end(ExitCode::kFilesFailed);
+        return;
+    }
+    display().note(summary(foundBytes));
+    end(ExitCode::kAllFinished);
 }

@@ -4,16 +4,14 @@
 #include "DownloadOptions.h"
 #include "Manager/DownloadTaskModel.h"
 #include "Manager/TaskInfo.h"
+#include "Session.h"
 
 #include <QElapsedTimer>
 #include <QHash>
-#include <QObject>
 #include <QVector>
 
-class ProgressDisplay;
-
 /// \brief One download from its start to its end, whatever the end is; what the back-ends have in common.
-class DownloadRun : public QObject
+class DownloadRun : public Session
 {
     Q_OBJECT
 
@@ -21,18 +19,8 @@ public:
     /// \param display shows what happens; must outlive the run
     DownloadRun(const DownloadOptions& options, ProgressDisplay* display, QObject* parent = nullptr);
 
-    /// \brief Hands the files to the back-end.
-    virtual void start() = 0;
-    /// \brief Stops the download as the user wants it.
-    virtual void interrupt() = 0;
-
-Q_SIGNALS:
-    /// Emitted once; nothing is shown after it.
-    void ended(int exitCode);
-
 protected:
     const DownloadOptions& options() const { return m_options; }
-    ProgressDisplay& display() const { return *m_display; }
 
     /// \brief The files as the library wants them.
     QVector<DownloadTaskModel> models();
@@ -42,19 +30,19 @@ protected:
     QString describe(const TaskInfo& info) const;
     /// \brief Where a file belongs.
     QString pathOf(const FileRequest& file) const;
-    /// \brief The first file that is not in its place with its size, whatever the back-end says; empty when all are.
-    QString unfinishedFile() const;
+    /// \brief Ends, unless that has happened, after the errors of files that failed.
+    void endWithErrors(int failedFiles);
+    /// \brief Ends, unless that has happened, when all files should be in place. That is checked.
     /// \param foundBytes of files, or parts of them, from an earlier run
-    QString summary(qint64 foundBytes) const;
-    /// \brief The line about files that failed.
-    QString failureSummary(int failedFiles) const;
-    static QString seconds(qint64 milliseconds);
+    void endFinished(qint64 foundBytes);
 
 private:
     QString nameOf(const TaskInfo& info) const;
+    /// The first file that is not in its place with its size, whatever the back-end says; empty when all are.
+    QString unfinishedFile() const;
+    QString summary(qint64 foundBytes) const;
 
     const DownloadOptions m_options;
-    ProgressDisplay* const m_display;
     QHash<QString, QString> m_nameByUrl;
     QElapsedTimer m_clock;
 };

@@ -30,6 +30,8 @@ DownloadSession::DownloadSession(const DownloadOptions& options, ProgressDisplay
     m_stopLimit.setTimerType(Qt::PreciseTimer); // the warning names the time
     m_stopLimit.setInterval(kStopLimitMs);
     connect(&m_silence, &QTimer::timeout, this, &DownloadSession::onSilence);
+    connect(this, &DownloadSession::ended, &m_silence, &QTimer::stop);
+    connect(this, &DownloadSession::ended, &m_stopLimit, &QTimer::stop);
     connect(&m_stopLimit, &QTimer::timeout, this, &DownloadSession::stopTimedOut);
     connectController();
 }
@@ -41,7 +43,7 @@ void DownloadSession::connectController()
     connect(&m_controller, &DownloadController::speed2, this, &DownloadSession::onSpeedDue);
     connect(&m_controller, &DownloadController::errorRetry, this, &DownloadSession::onRetry);
     connect(&m_controller, &DownloadController::error, this, &DownloadSession::onError);
-    connect(&m_controller, &DownloadController::finish, this, &DownloadSession::onFinish);
+    connect(&m_controller, &DownloadController::finish, this, [this] { endFinished(m_foundBytes); });
     connect(&m_controller, &DownloadController::cancelled, this, &DownloadSession::onCancelled);
 
     // The controller reports nothing while the engine waits for a server, and nothing at all about a group of
@@ -57,7 +59,7 @@ void DownloadSession::connectController()
 
 void DownloadSession::start()
 {
-    m_state = State::Running;
+    setState(State::Running);
     startClock();
     m_silence.start();
     display().show(m_progress);
@@ -72,17 +74,17 @@ void DownloadSession::start()
 
 void DownloadSession::interrupt()
 {
-    if (m_state == State::Running) {
+    if (state() == State::Running) {
         display().note(QStringLiteral("Stopping ..."));
         stop(ExitCode::kInterrupted);
-    } else if (m_state == State::Stopping) {
+    } else if (state() == State::Stopping) {
         end(ExitCode::kInterrupted);
     }
 }
 
 void DownloadSession::stop(int exitCode)
 {
-    m_state = State::Stopping;
+    setState(State::Stopping);
     m_stopExitCode = exitCode;
     m_silence.stop();
     display().clear();
@@ -99,7 +101,7 @@ void DownloadSession::stopTimedOut()
 
 void DownloadSession::onDownloadProgress(const ProgressInfo& info)
 {
-    if (m_state != State::Running)
+    if (state() != State::Running)
         return;
     m_progress.phase = ProgressState::Phase::Downloading;
     m_progress.doneBytes = info.GetProcessedBytes();
@@ -113,7 +115,7 @@ void DownloadSession::onDownloadProgress(const ProgressInfo& info)
 
 void DownloadSession::onCheckProgress(const ProgressInfo& info)
 {
-    if (m_state != State::Running)
+    if (state() != State::Running)
         return;
     m_progress.phase = ProgressState::Phase::Verifying;
     m_progress.doneBytes = info.GetProcessedBytes();
@@ -127,7 +129,7 @@ void DownloadSession::onCheckProgress(const ProgressInfo& info)
 /// enormous speed. What was received in this run is the better measure.
 void DownloadSession::onSpeedDue()
 {
-    if (m_state != State::Running || m_progress.phase != ProgressState::Phase::Downloading)
+    if (state() != State::Running || m_progress.phase != ProgressState::Phase::Downloading)
         return;
     m_progress.speedText = m_speedMeter.GetCurSpeedString(m_receivedBytes, QDateTime::currentMSecsSinceEpoch());
     // Without speed the remaining time would be a zero that means nothing.
@@ -139,52 +141,29 @@ void DownloadSession::onSpeedDue()
 
 void DownloadSession::onRetry(const TaskInfo& info)
 {
-    if (m_state == State::Running)
+    if (state() == State::Running)
         display().note(QStringLiteral("retrying %1").arg(describe(info)));
 }
 
 void DownloadSession::onError(const TaskInfo& info)
 {
-    if (m_state == State::Ended)
+    if (state() == State::Ended)
         return;
     display().clear();
     display().error(QStringLiteral("error: %1").arg(describe(info)));
     // The errors of all files come in one go, so the end waits for its turn.
     if (++m_failedFiles == 1)
-        QMetaObject::invokeMethod(this, &DownloadSession::endWithErrors, Qt::QueuedConnection);
-}
-
-void DownloadSession::endWithErrors()
-{
-    if (m_state == State::Ended)
-        return;
-    display().clear();
-    display().error(failureSummary(m_failedFiles));
-    end(ExitCode::kFilesFailed);
-}
-
-void DownloadSession::onFinish()
-{
-    if (m_state == State::Ended)
-        return;
-    display().clear();
-    const QString missing = unfinishedFile();
-    if (!missing.isEmpty()) {
-        display().error(QStringLiteral("error: %1: reported as finished but not in place").arg(missing));
-        end(ExitCode::kFilesFailed);
-        return;
-    }
-    display().note(summary(m_foundBytes));
-    end(ExitCode::kAllFinished);
+        QMetaObject::invokeMethod(
+            this, [this] { endWithErrors(m_failedFiles); }, Qt::QueuedConnection);
 }
 
 void DownloadSession::onCancelled()
 {
-    if (m_state == State::Stopping) {
+    if (state() == State::Stopping) {
         end(m_stopExitCode);
         return;
     }
-    if (m_state != State::Running)
+    if (state() != State::Running)
         return;
     display().clear();
     display().error(QStringLiteral("error: the engine has cancelled the download"));
@@ -196,7 +175,7 @@ void DownloadSession::onGroupCallback(const QString& data)
     if (m_silence.isActive())
         m_silence.start();
     // Looked for in the text first: parsing a large group on every callback would be work for nothing.
-    if (m_state == State::Ended || !data.contains(kDuplicated))
+    if (state() == State::Ended || !data.contains(kDuplicated))
         return;
     GroupTaskModel model;
     model.Parse(data.toUtf8());
@@ -209,23 +188,10 @@ void DownloadSession::onGroupCallback(const QString& data)
 
 void DownloadSession::onSilence()
 {
-    if (m_state != State::Running)
+    if (state() != State::Running)
         return;
     display().clear();
     display().error(QStringLiteral("error: the engine has reported nothing for %1")
                         .arg(seconds(qint64(options().patienceSeconds) * kMsPerSecond)));
     stop(ExitCode::kNoAnswer);
-}
-
-void DownloadSession::end(int exitCode)
-{
-    if (m_state == State::Ended)
-        return;
-    m_state = State::Ended;
-    m_silence.stop();
-    m_stopLimit.stop();
-    display().clear();
-    if (exitCode == ExitCode::kInterrupted)
-        display().note(QStringLiteral("Stopped. The same command goes on where this one stopped."));
-    Q_EMIT ended(exitCode);
 }

@@ -33,8 +33,6 @@ public:
     void interrupt() override;
 
 private:
-    enum class State { Idle, Running, Stopping, Ended };
-
     void connectController();
 
     void onDownloadProgress(const ProgressInfo& info);
@@ -42,19 +40,15 @@ private:
     void onSpeedDue();
     void onRetry(const TaskInfo& info);
     void onError(const TaskInfo& info);
-    void onFinish();
     void onCancelled();
     void onGroupCallback(const QString& data);
     void onSilence();
 
     void stop(int exitCode);
     void stopTimedOut();
-    void endWithErrors();
-    void end(int exitCode);
 
     DownloadController m_controller;
     int m_groupId = -1;
-    State m_state = State::Idle;
     int m_stopExitCode = 0; // what a session that is stopping ends with
     ProgressState m_progress;
     BytesUnitOperator m_speedMeter;

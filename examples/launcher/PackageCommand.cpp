@@ -2,14 +2,12 @@
 #include "PackageCommand.h"
 
 #include "EngineStart.h"
-#include "Interrupt.h"
 #include "Language.h"
 #include "LogFile.h"
 #include "PackageOptions.h"
 #include "PackageSession.h"
 #include "ProgressDisplay.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -80,17 +78,6 @@ int PackageCommand::work(const PackageOptions& options)
     const QString error = startEngine(engineConfig(options));
     if (!error.isEmpty())
         return fail(error, ExitCode::kNoEngine);
-    return runSession(options);
-}
-
-int PackageCommand::runSession(const PackageOptions& options)
-{
     ProgressDisplay display;
-    PackageSession session(options, &display);
-    const Interrupt interrupt;
-    QObject::connect(&interrupt, &Interrupt::requested, &session, &PackageSession::interrupt);
-    QObject::connect(&session, &PackageSession::ended, QCoreApplication::instance(), &QCoreApplication::exit,
-                     Qt::QueuedConnection);
-    session.start();
-    return QCoreApplication::exec();
+    return PackageSession(options, &display).run();
 }

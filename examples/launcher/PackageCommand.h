@@ -19,5 +19,4 @@ protected:
 
 private:
     int work(const PackageOptions& options);
-    int runSession(const PackageOptions& options);
 };

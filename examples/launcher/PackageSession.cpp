@@ -13,11 +13,6 @@ constexpr int kMsPerSecond = 1000;
 constexpr int kSecondsPerMinute = 60;
 constexpr int kSecondsPerHour = 3600;
 
-QString seconds(qint64 milliseconds)
-{
-    return QStringLiteral("%1 s").arg(static_cast<double>(milliseconds) / kMsPerSecond, 0, 'f', 1);
-}
-
 /// \brief hh:mm:ss, as the download's remaining time is written.
 QString clockText(qint64 secondsLeft)
 {
@@ -36,9 +31,8 @@ QString orNone(const QString& version)
 } // namespace
 
 PackageSession::PackageSession(const PackageOptions& options, ProgressDisplay* display, QObject* parent)
-    : QObject(parent),
+    : Session(display, parent),
       m_options(options),
-      m_display(display),
       m_task(VantorChunkTask::MakeChunkTask()),
       m_silence(this),
       m_stopLimit(this)
@@ -48,11 +42,9 @@ PackageSession::PackageSession(const PackageOptions& options, ProgressDisplay* d
     m_stopLimit.setSingleShot(true);
     m_stopLimit.setInterval(kStopLimitMs);
     connect(&m_silence, &QTimer::timeout, this, &PackageSession::onSilence);
-    connect(&m_stopLimit, &QTimer::timeout, this, [this] {
-        m_display->error(
-            QStringLiteral("warning: the engine has not confirmed the stop within %1").arg(seconds(kStopLimitMs)));
-        end(m_stopExitCode);
-    });
+    connect(this, &PackageSession::ended, &m_silence, &QTimer::stop);
+    connect(this, &PackageSession::ended, &m_stopLimit, &QTimer::stop);
+    connect(&m_stopLimit, &QTimer::timeout, this, &PackageSession::stopTimedOut);
     connectTask();
 }
 
@@ -84,49 +76,56 @@ std::unique_ptr<VantorChunkReq> PackageSession::request() const
 
 void PackageSession::start()
 {
-    m_state = State::Running;
+    setState(State::Running);
     m_clock.start();
     m_silence.start();
-    m_display->show(m_progress);
+    display().show(m_progress);
     m_task->SetLogTag("[launcher]");
     m_task->Start(request());
 }
 
 void PackageSession::interrupt()
 {
-    if (m_state == State::Running) {
-        m_display->note(QStringLiteral("Stopping ..."));
+    if (state() == State::Running) {
+        display().note(QStringLiteral("Stopping ..."));
         stop(ExitCode::kInterrupted);
-    } else if (m_state == State::Stopping) {
+    } else if (state() == State::Stopping) {
         end(ExitCode::kInterrupted);
     }
 }
 
 void PackageSession::stop(int exitCode)
 {
-    m_state = State::Stopping;
+    setState(State::Stopping);
     m_stopExitCode = exitCode;
     m_silence.stop();
-    m_display->clear();
+    display().clear();
     m_stopLimit.start();
     m_task->Cancel();
+}
+
+void PackageSession::stopTimedOut()
+{
+    display().error(
+        QStringLiteral("warning: the engine has not confirmed the stop within %1").arg(seconds(kStopLimitMs)));
+    end(m_stopExitCode);
 }
 
 void PackageSession::onProgress(const VantorChunkResp& resp)
 {
     if (m_silence.isActive())
         m_silence.start();
-    if (m_state == State::Ended || resp.status != QLatin1String("Duplicated"))
+    if (state() == State::Ended || resp.status != QLatin1String("Duplicated"))
         return;
-    m_display->clear();
-    m_display->error(QStringLiteral("error: the engine is doing this already"));
+    display().clear();
+    display().error(QStringLiteral("error: the engine is doing this already"));
     end(ExitCode::kNoAnswer);
 }
 
 void PackageSession::onDownloadProgress(const VantorChunkNormalDownloadResp& resp)
 {
     onProgress(resp);
-    if (m_state != State::Running || resp.status != QLatin1String("Progressing"))
+    if (state() != State::Running || resp.status != QLatin1String("Progressing"))
         return;
     m_progress.phase = ProgressState::Phase::Downloading;
     m_progress.doneBytes = resp.current_download_byte;
@@ -134,20 +133,20 @@ void PackageSession::onDownloadProgress(const VantorChunkNormalDownloadResp& res
     m_progress.speedText = resp.bandwidth_byte > 0 ? ProgressText::speed(resp.bandwidth_byte) : QString();
     const qint64 missing = resp.total_download_byte - resp.current_download_byte;
     m_progress.timeText = resp.bandwidth_byte > 0 ? clockText(missing / resp.bandwidth_byte) : QString();
-    m_display->show(m_progress);
+    display().show(m_progress);
 }
 
 bool PackageSession::hasFailed(const VantorChunkResp& resp)
 {
-    if (m_state == State::Stopping) {
+    if (state() == State::Stopping) {
         end(m_stopExitCode);
         return true;
     }
-    if (m_state != State::Running || resp.status == QLatin1String("Success"))
-        return m_state != State::Running;
-    m_display->clear();
+    if (state() != State::Running || resp.status == QLatin1String("Success"))
+        return state() != State::Running;
+    display().clear();
     const QString message = resp.error_msg.isEmpty() ? resp.status : resp.error_msg;
-    m_display->error(
+    display().error(
         QStringLiteral("error: %1: code %2: %3").arg(m_options.package, QString::number(resp.error_code), message));
     end(resp.error_code != 0 ? ExitCode::kFilesFailed : ExitCode::kNoAnswer);
     return true;
@@ -157,9 +156,9 @@ void PackageSession::onVersion(const VantorChunkVersionResp& resp)
 {
     if (hasFailed(resp))
         return;
-    m_display->clear();
-    m_display->note(QStringLiteral("on the server: %1\ninstalled: %2")
-                        .arg(orNone(resp.server_version), orNone(resp.local_version)));
+    display().clear();
+    display().note(QStringLiteral("on the server: %1\ninstalled: %2")
+                       .arg(orNone(resp.server_version), orNone(resp.local_version)));
     end(ExitCode::kAllFinished);
 }
 
@@ -167,15 +166,15 @@ void PackageSession::onSize(const VantorChunkSizeResp& resp)
 {
     if (hasFailed(resp))
         return;
-    m_display->clear();
-    m_display->note(QStringLiteral("on the server: %1\ninstalled: %2\n"
-                                   "to download: %3 (%4 bytes) in %5 of %6 chunks, %7 unpacked\n"
-                                   "to write: %8 of %9 files")
-                        .arg(orNone(resp.server_version), orNone(resp.local_version),
-                             ProgressText::size(resp.total_download_byte), QString::number(resp.total_download_byte),
-                             QString::number(resp.total_to_process_chunk_num), QString::number(resp.total_chunk_num),
-                             ProgressText::size(resp.total_uncompressed_byte),
-                             QString::number(resp.total_to_process_file_num), QString::number(resp.total_file_num)));
+    display().clear();
+    display().note(QStringLiteral("on the server: %1\ninstalled: %2\n"
+                                  "to download: %3 (%4 bytes) in %5 of %6 chunks, %7 unpacked\n"
+                                  "to write: %8 of %9 files")
+                       .arg(orNone(resp.server_version), orNone(resp.local_version),
+                            ProgressText::size(resp.total_download_byte), QString::number(resp.total_download_byte),
+                            QString::number(resp.total_to_process_chunk_num), QString::number(resp.total_chunk_num),
+                            ProgressText::size(resp.total_uncompressed_byte),
+                            QString::number(resp.total_to_process_file_num), QString::number(resp.total_file_num)));
     end(ExitCode::kAllFinished);
 }
 
@@ -183,12 +182,12 @@ void PackageSession::onDownloaded(const VantorChunkNormalDownloadResp& resp)
 {
     if (hasFailed(resp))
         return;
-    m_display->clear();
-    m_display->note(QStringLiteral("Finished: version %1, %2 of %3 files written, %4 downloaded in %5")
-                        .arg(resp.local_version)
-                        .arg(resp.current_successful_file_num)
-                        .arg(resp.total_file_num)
-                        .arg(ProgressText::size(resp.current_download_byte), seconds(m_clock.elapsed())));
+    display().clear();
+    display().note(QStringLiteral("Finished: version %1, %2 of %3 files written, %4 downloaded in %5")
+                       .arg(resp.local_version)
+                       .arg(resp.current_successful_file_num)
+                       .arg(resp.total_file_num)
+                       .arg(ProgressText::size(resp.current_download_byte), seconds(m_clock.elapsed())));
     end(ExitCode::kAllFinished);
 }
 
@@ -196,12 +195,12 @@ void PackageSession::onRemoved(const VantorChunkDeleteDatabaseResp& resp)
 {
     if (hasFailed(resp))
         return;
-    m_display->clear();
+    display().clear();
     if (m_options.removesFiles && !removeFolder(resp)) {
         end(ExitCode::kFilesFailed);
         return;
     }
-    m_display->note(
+    display().note(
         QStringLiteral("Removed: version %1%2")
             .arg(orNone(resp.local_version), m_options.removesFiles ? QString() : QStringLiteral(" (the files stay)")));
     end(ExitCode::kAllFinished);
@@ -212,35 +211,22 @@ void PackageSession::onRemoved(const VantorChunkDeleteDatabaseResp& resp)
 bool PackageSession::removeFolder(const VantorChunkResp& resp)
 {
     if (resp.local_version.isEmpty()) {
-        m_display->error(QStringLiteral("error: %1 is not installed in %2; nothing was deleted")
-                             .arg(m_options.package, QDir::toNativeSeparators(m_options.folder)));
+        display().error(QStringLiteral("error: %1 is not installed in %2; nothing was deleted")
+                            .arg(m_options.package, QDir::toNativeSeparators(m_options.folder)));
         return false;
     }
     if (QDir(m_options.folder).removeRecursively())
         return true;
-    m_display->error(QStringLiteral("error: cannot delete all of %1").arg(QDir::toNativeSeparators(m_options.folder)));
+    display().error(QStringLiteral("error: cannot delete all of %1").arg(QDir::toNativeSeparators(m_options.folder)));
     return false;
 }
 
 void PackageSession::onSilence()
 {
-    if (m_state != State::Running)
+    if (state() != State::Running)
         return;
-    m_display->clear();
-    m_display->error(QStringLiteral("error: the engine has reported nothing for %1")
-                         .arg(seconds(qint64(m_options.patienceSeconds) * kMsPerSecond)));
+    display().clear();
+    display().error(QStringLiteral("error: the engine has reported nothing for %1")
+                        .arg(seconds(qint64(m_options.patienceSeconds) * kMsPerSecond)));
     stop(ExitCode::kNoAnswer);
-}
-
-void PackageSession::end(int exitCode)
-{
-    if (m_state == State::Ended)
-        return;
-    m_state = State::Ended;
-    m_silence.stop();
-    m_stopLimit.stop();
-    m_display->clear();
-    if (exitCode == ExitCode::kInterrupted)
-        m_display->note(QStringLiteral("Stopped. The same command goes on where this one stopped."));
-    Q_EMIT ended(exitCode);
 }

@@ -3,13 +3,11 @@
 
 #include "PackageOptions.h"
 #include "ProgressText.h"
+#include "Session.h"
 #include "vantor/VantorChunkTask.h"
 
 #include <QElapsedTimer>
-#include <QObject>
 #include <QTimer>
-
-class ProgressDisplay;
 
 /// \brief One chunk task from its start to its end, whatever the end is.
 ///
@@ -18,7 +16,7 @@ class ProgressDisplay;
 ///                    │ └──"Duplicated"─────────> Ended (4)
 ///                    └──interrupt, silence──> Stopping ──finished signal or 5 s later──> Ended (130, 4)
 /// \endcode
-class PackageSession : public QObject
+class PackageSession : public Session
 {
     Q_OBJECT
 
@@ -27,19 +25,12 @@ public:
     PackageSession(const PackageOptions& options, ProgressDisplay* display, QObject* parent = nullptr);
 
     /// \brief Hands the request to the engine, which must have been started.
-    void start();
+    void start() override;
 
-public Q_SLOTS:
     /// \brief Cancels the task; the second call does not wait for the engine any longer.
-    void interrupt();
-
-Q_SIGNALS:
-    /// Emitted once; nothing is shown after it.
-    void ended(int exitCode);
+    void interrupt() override;
 
 private:
-    enum class State { Idle, Running, Stopping, Ended };
-
     void connectTask();
     std::unique_ptr<VantorChunkReq> request() const;
     void onProgress(const VantorChunkResp& resp);
@@ -53,12 +44,10 @@ private:
     bool hasFailed(const VantorChunkResp& resp);
     bool removeFolder(const VantorChunkResp& resp);
     void stop(int exitCode);
-    void end(int exitCode);
+    void stopTimedOut();
 
     const PackageOptions m_options;
-    ProgressDisplay* const m_display;
     const QSharedPointer<VantorChunkTask> m_task;
-    State m_state = State::Idle;
     int m_stopExitCode = 0; // what a session that is stopping ends with
     ProgressState m_progress;
     QElapsedTimer m_clock;
