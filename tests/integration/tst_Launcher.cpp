@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The launcher as its user sees it: exit codes, texts and the progress line. The engine plays a part, chosen for each
 // run (tst_LauncherEngine.cpp).
-#include <QDir>
+#include "LauncherProcess.h"
+
 #include <QElapsedTimer>
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -18,97 +18,22 @@
 
 namespace {
 
-constexpr int kRunLimitMs = 30000;
 // How long the launcher waits for the engine to confirm a stop.
 constexpr int kStopLimitMs = 5000;
 
 const QStringList kUrls{QStringLiteral("http://localhost/a.bin"), QStringLiteral("http://localhost/b.bin")};
 
-struct Result
-{
-    int code = -1;
-    QString out;
-    QString err;
-};
-
-/// \brief The launcher as a child, with the engine on the system's search path.
-class Launcher : public QProcess
+/// \brief The launcher with the engine that plays a part; without an engine when there is no part.
+class Launcher : public LauncherProcess
 {
 public:
     explicit Launcher(const QString& part)
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("LAUNCHER_TEST_PART"), part);
+        setVariable(QStringLiteral("LAUNCHER_TEST_PART"), part);
         if (!part.isEmpty())
-            prepend(&environment, QDir(QStringLiteral(LAUNCHER_TEST_ENGINE_DIR)).absolutePath());
-        setProcessEnvironment(environment);
-        // Absolute with a drive, where there are drives.
-        setProgram(QDir(QStringLiteral(LAUNCHER_PROGRAM)).absolutePath());
+            addEngineFolder(QStringLiteral(LAUNCHER_TEST_ENGINE_DIR));
     }
-
-    ~Launcher() override
-    {
-        if (state() == NotRunning)
-            return;
-        kill();
-        waitForFinished();
-    }
-
-    void launch(const QStringList& programArguments)
-    {
-        setArguments(programArguments);
-        start();
-        QVERIFY(waitForStarted());
-        closeWriteChannel();
-    }
-
-    Result result()
-    {
-        Result result;
-        if (!waitForFinished(kRunLimitMs) || exitStatus() != NormalExit)
-            return result;
-        result.code = exitCode();
-        m_out += readAllStandardOutput();
-        result.out = QString::fromUtf8(m_out).remove(QLatin1Char('\r'));
-        result.err = QString::fromUtf8(readAllStandardError()).remove(QLatin1Char('\r'));
-        return result;
-    }
-
-    bool waitForOutput(const QByteArray& text)
-    {
-        QElapsedTimer clock;
-        clock.start();
-        while (!m_out.contains(text) && clock.elapsed() < kRunLimitMs) {
-            if (bytesAvailable() == 0 && !waitForReadyRead(1000) && state() == NotRunning)
-                break;
-            m_out += readAllStandardOutput();
-        }
-        return m_out.contains(text);
-    }
-
-    QByteArray outputSoFar() const { return m_out; }
-
-private:
-    static void prepend(QProcessEnvironment* environment, const QString& folder)
-    {
-#ifdef Q_OS_WIN
-        const QString variable = QStringLiteral("PATH");
-        const QString path = QDir::toNativeSeparators(folder);
-#else
-        const QString variable = QStringLiteral("LD_LIBRARY_PATH");
-        const QString path = folder;
-#endif
-        const QString before = environment->value(variable);
-        environment->insert(variable, before.isEmpty() ? path : path + QDir::listSeparator() + before);
-    }
-
-    QByteArray m_out;
 };
-
-QStringList linesOf(const QString& text)
-{
-    return text.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-}
 
 } // namespace
 
@@ -147,7 +72,7 @@ private:
                options + kUrls;
     }
 
-    static Result run(const QString& part, const QStringList& arguments)
+    static LauncherResult run(const QString& part, const QStringList& arguments)
     {
         Launcher launcher(part);
         launcher.launch(arguments);
@@ -178,12 +103,12 @@ void tst_Launcher::init()
 
 void tst_Launcher::tellsHowToUseIt()
 {
-    const Result general = run(QString(), {QStringLiteral("--help")});
+    const LauncherResult general = run(QString(), {QStringLiteral("--help")});
     QCOMPARE(general.code, 0);
     QVERIFY(general.out.contains(QStringLiteral("  download ")));
     QCOMPARE(run(QString(), {QStringLiteral("--version")}).out, QStringLiteral("launcher 1.0.0\n"));
 
-    const Result command = run(QString(), {QStringLiteral("download"), QStringLiteral("--help")});
+    const LauncherResult command = run(QString(), {QStringLiteral("download"), QStringLiteral("--help")});
     QCOMPARE(command.code, 0);
     QVERIFY(command.out.startsWith(QStringLiteral("Usage: launcher download --dir DIR")));
     for (const char* line : {"\n  0    ", "\n  1    ", "\n  2    ", "\n  3    ", "\n  4    ", "\n  130  "})
@@ -226,7 +151,7 @@ void tst_Launcher::refusesWrongUse()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, reason);
-    const Result result = run(QStringLiteral("finish"), arguments);
+    const LauncherResult result = run(QStringLiteral("finish"), arguments);
     QCOMPARE(result.code, 2);
     QCOMPARE(result.out, QString());
     QVERIFY2(result.err.startsWith(QStringLiteral("error: %1 (see launcher").arg(reason)), qPrintable(result.err));
@@ -235,7 +160,7 @@ void tst_Launcher::refusesWrongUse()
 void tst_Launcher::namesTheBadLineOfAList()
 {
     layFile(QStringLiteral("list"), "# URL size MD5\nhttp://h/a 1 -\nhttp://h/b many -\n");
-    const Result result =
+    const LauncherResult result =
         run(QStringLiteral("finish"), {QStringLiteral("download"), QStringLiteral("--dir"), m_folder->path(),
                                        QStringLiteral("--list"), m_folder->filePath(QStringLiteral("list"))});
     QCOMPARE(result.code, 2);
@@ -245,7 +170,7 @@ void tst_Launcher::namesTheBadLineOfAList()
 
 void tst_Launcher::saysHowToProvideAnEngine()
 {
-    const Result result = run(QString(), download());
+    const LauncherResult result = run(QString(), download());
     QCOMPARE(result.code, 3);
     QCOMPARE(result.out, QString());
     QVERIFY2(result.err.startsWith(QStringLiteral("error: the download engine was not found")), qPrintable(result.err));
@@ -255,10 +180,10 @@ void tst_Launcher::saysHowToProvideAnEngine()
 void tst_Launcher::finishes()
 {
     layBothFiles();
-    const Result result = run(QStringLiteral("finish"), download());
+    const LauncherResult result = run(QStringLiteral("finish"), download());
     QCOMPARE(result.err, QString());
     QCOMPARE(result.code, 0);
-    const QStringList lines = linesOf(result.out);
+    const QStringList lines = result.outLines();
     QCOMPARE(lines.constFirst(), QStringLiteral("connecting ..."));
     QVERIFY2(lines.contains(QStringLiteral("verifying  50%  10MB / 20MB  100.00MB/s")), qPrintable(result.out));
     QVERIFY2(lines.constLast().startsWith(QStringLiteral("Finished: 2 files, 1.50KB in ")), qPrintable(result.out));
@@ -268,7 +193,8 @@ void tst_Launcher::finishes()
 void tst_Launcher::finishesInChinese()
 {
     layBothFiles();
-    const Result result = run(QStringLiteral("finish"), download({QStringLiteral("--lang"), QStringLiteral("zh-cn")}));
+    const LauncherResult result =
+        run(QStringLiteral("finish"), download({QStringLiteral("--lang"), QStringLiteral("zh-cn")}));
     QCOMPARE(result.code, 0);
     QVERIFY2(result.out.contains(QString::fromUtf8("正在校验  50%  10MB / 20MB  100.00MB/秒\n")),
              qPrintable(result.out));
@@ -278,7 +204,7 @@ void tst_Launcher::finishesInChinese()
 void tst_Launcher::doubtsAFinishWithoutTheFile()
 {
     layFile(QStringLiteral("a.bin"), "a");
-    const Result result = run(QStringLiteral("finish"), download());
+    const LauncherResult result = run(QStringLiteral("finish"), download());
     QCOMPARE(result.code, 1);
     QCOMPARE(result.err, QStringLiteral("error: b.bin: reported as finished but not in place\n"));
 }
@@ -286,19 +212,19 @@ void tst_Launcher::doubtsAFinishWithoutTheFile()
 void tst_Launcher::notesRetries()
 {
     layBothFiles();
-    const Result result = run(QStringLiteral("retry"), download());
+    const LauncherResult result = run(QStringLiteral("retry"), download());
     QCOMPARE(result.code, 0);
     QCOMPARE(result.err, QString());
     QVERIFY2(
-        linesOf(result.out).contains(QStringLiteral("retrying a.bin: code 6901: the transfer ended early (retry 2)")),
+        result.outLines().contains(QStringLiteral("retrying a.bin: code 6901: the transfer ended early (retry 2)")),
         qPrintable(result.out));
 }
 
 void tst_Launcher::namesFileCodeAndMessageOfEachError()
 {
-    const Result result = run(QStringLiteral("fail"), download());
+    const LauncherResult result = run(QStringLiteral("fail"), download());
     QCOMPARE(result.code, 1);
-    QCOMPARE(linesOf(result.err),
+    QCOMPARE(result.errLines(),
              (QStringList{QStringLiteral("error: a.bin: code 8001: MD5 differs"),
                           QStringLiteral("error: b.bin: code 6404: not found (HTTP 404)"),
                           QStringLiteral("2 of 2 files failed; the same command goes on where this one stopped")}));
@@ -322,16 +248,16 @@ void tst_Launcher::endsWithoutASignal()
 {
     QFETCH(QString, part);
     QFETCH(QStringList, errors);
-    const Result result = run(part, download({QStringLiteral("--patience"), QStringLiteral("1")}));
+    const LauncherResult result = run(part, download({QStringLiteral("--patience"), QStringLiteral("1")}));
     QCOMPARE(result.code, 4);
-    QCOMPARE(linesOf(result.err), errors);
+    QCOMPARE(result.errLines(), errors);
 }
 
 void tst_Launcher::keepsTheLibrarysLogOffTheScreen()
 {
     layBothFiles();
     const QString log = m_folder->filePath(QStringLiteral("log.txt"));
-    const Result result = run(QStringLiteral("finish"), download({QStringLiteral("--log"), log}));
+    const LauncherResult result = run(QStringLiteral("finish"), download({QStringLiteral("--log"), log}));
     QCOMPARE(result.code, 0);
     QCOMPARE(result.err, QString());
     QFile file(log);
@@ -380,9 +306,9 @@ void tst_Launcher::stopsOnInterrupt()
     QElapsedTimer clock;
     clock.start();
     QCOMPARE(::kill(static_cast<pid_t>(launcher.processId()), signalNumber), 0);
-    const Result result = launcher.result();
+    const LauncherResult result = launcher.result();
     QCOMPARE(result.code, 130);
-    QCOMPARE(linesOf(result.out).constLast(),
+    QCOMPARE(result.outLines().constLast(),
              QStringLiteral("Stopped. The same command goes on where this one stopped."));
     QCOMPARE(result.err.isEmpty(), confirmed);
     QCOMPARE(clock.elapsed() < kStopLimitMs, confirmed);
@@ -455,7 +381,7 @@ void tst_Launcher::drawsOverOneLineOnATerminal()
     Launcher launcher(QStringLiteral("slow"));
     launcher.setStandardOutputFile(terminal.path());
     launcher.launch(download());
-    QTRY_VERIFY_WITH_TIMEOUT(terminal.read().contains("/s"), kRunLimitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(terminal.read().contains("/s"), Launcher::kRunLimitMs);
     QCOMPARE(::kill(static_cast<pid_t>(launcher.processId()), SIGINT), 0);
     QCOMPARE(launcher.result().code, 130);
 

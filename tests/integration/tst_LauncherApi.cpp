@@ -1,38 +1,17 @@
 // SPDX-License-Identifier: MIT
 // "launcher api" as its user sees it: what it sends, what it prints, what it ends with.
+#include "LauncherProcess.h"
 #include "ScriptedHttpServer.h"
 
-#include <QDir>
-#include <QProcess>
 #include <QtTest>
 
 #include <memory>
 
 namespace {
 
-constexpr int kRunLimitMs = 30000;
-
-struct Result
+LauncherResult run(const QStringList& arguments)
 {
-    int code = -1;
-    QString out;
-    QString err;
-};
-
-Result run(const QStringList& arguments)
-{
-    QProcess process;
-    // Absolute with a drive, where there are drives.
-    process.start(QDir(QStringLiteral(LAUNCHER_PROGRAM)).absolutePath(),
-                  QStringList(QStringLiteral("api")) + arguments);
-    Result result;
-    if (!process.waitForStarted() || !process.waitForFinished(kRunLimitMs) ||
-        process.exitStatus() != QProcess::NormalExit)
-        return result;
-    result.code = process.exitCode();
-    result.out = QString::fromUtf8(process.readAllStandardOutput()).remove(QLatin1Char('\r'));
-    result.err = QString::fromUtf8(process.readAllStandardError()).remove(QLatin1Char('\r'));
-    return result;
+    return LauncherProcess::run(QStringList(QStringLiteral("api")) + arguments);
 }
 
 } // namespace
@@ -72,7 +51,7 @@ void tst_LauncherApi::init()
 
 void tst_LauncherApi::tellsHowToUseIt()
 {
-    const Result result = run({QStringLiteral("--help")});
+    const LauncherResult result = run({QStringLiteral("--help")});
     QCOMPARE(result.code, 0);
     QVERIFY(result.out.startsWith(QStringLiteral("Usage: launcher api get|post|head|form URL")));
     for (const char* option :
@@ -112,7 +91,7 @@ void tst_LauncherApi::refusesWrongUse()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, reason);
-    const Result result = run(arguments);
+    const LauncherResult result = run(arguments);
     QCOMPARE(result.code, 2);
     QCOMPARE(result.out, QString());
     QVERIFY2(result.err.startsWith(QStringLiteral("error: ") + reason), qPrintable(result.err));
@@ -124,7 +103,7 @@ void tst_LauncherApi::gets()
     m_server->always("/call", HttpResponse::ok("{\"n\":\"\xc3\xa4\"}")
                                   .addHeader("Content-Type", "application/json")
                                   .addHeader("ETag", "\"7\""));
-    const Result result =
+    const LauncherResult result =
         run(words("get") << url() << words("-p ids=1 -p ids=2 -p q=x=y -H X-Name:M\xc3\xbcller -c a=1 -c b=2"));
     QCOMPARE(result.err, QString());
     QCOMPARE(result.out, QString::fromUtf8("status: 200\ncontent-type: application/json\netag: \"7\"\n\n"
@@ -139,7 +118,7 @@ void tst_LauncherApi::gets()
 void tst_LauncherApi::posts()
 {
     m_server->always("/call", HttpResponse::ok("done\n"));
-    const Result result = run(words("post") << url() << words("-d {\"a\":[1,2]}"));
+    const LauncherResult result = run(words("post") << url() << words("-d {\"a\":[1,2]}"));
     QCOMPARE(result.out, QStringLiteral("status: 200\n\ndone\n"));
     QCOMPARE(result.code, 0);
     const HttpRequest request = m_server->requests().constLast();
@@ -151,7 +130,7 @@ void tst_LauncherApi::posts()
 void tst_LauncherApi::sendsAForm()
 {
     m_server->always("/call", HttpResponse::ok("done"));
-    const Result result = run(words("form") << url() << words("-p b=2 -p a=1"));
+    const LauncherResult result = run(words("form") << url() << words("-p b=2 -p a=1"));
     QCOMPARE(result.code, 0);
     const HttpRequest request = m_server->requests().constLast();
     QCOMPARE(request.method, QByteArray("POST"));
@@ -162,7 +141,7 @@ void tst_LauncherApi::sendsAForm()
 void tst_LauncherApi::asksForHeaders()
 {
     m_server->always("/call", HttpResponse::ok("a body").addHeader("ETag", "\"7\""));
-    const Result result = run(words("head") << url() << words("-p a=1"));
+    const LauncherResult result = run(words("head") << url() << words("-p a=1"));
     QCOMPARE(result.out, QStringLiteral("status: 200\netag: \"7\"\n"));
     QCOMPARE(result.code, 0);
     const HttpRequest request = m_server->requests().constLast();
@@ -172,14 +151,14 @@ void tst_LauncherApi::asksForHeaders()
 void tst_LauncherApi::reportsFailures()
 {
     m_server->always("/call", HttpResponse::withStatus(404, "no such thing").addHeader("Content-Type", "text/plain"));
-    const Result result = run(words("get") << url());
+    const LauncherResult result = run(words("get") << url());
     QCOMPARE(result.code, 1);
     QCOMPARE(result.out, QStringLiteral("status: 404\ncontent-type: text/plain\n"));
     QVERIFY2(result.err.startsWith(QStringLiteral("error: code 3002, status 404, network error 203: ")),
              qPrintable(result.err));
     QVERIFY(result.err.endsWith(QStringLiteral("no such thing\n")));
     m_server->stop();
-    const Result refused = run(words("get") << url());
+    const LauncherResult refused = run(words("get") << url());
     QCOMPARE(refused.code, 1);
     QCOMPARE(refused.out, QString());
     QVERIFY2(refused.err.startsWith(QStringLiteral("error: code 3002, status 0, network error 1: ")),
@@ -189,7 +168,7 @@ void tst_LauncherApi::reportsFailures()
 void tst_LauncherApi::givesUpAfterTheTimeout()
 {
     m_server->always("/call", HttpResponse::nothing(HttpResponse::Fault::Stall));
-    const Result result = run(words("get") << url() << words("--timeout 200 --retry 1 --backoff"));
+    const LauncherResult result = run(words("get") << url() << words("--timeout 200 --retry 1 --backoff"));
     QCOMPARE(result.code, 1);
     QCOMPARE(result.out, QString());
     QCOMPARE(result.err, QStringLiteral("error: code 3001, status 638, network error -1: "
@@ -202,7 +181,7 @@ void tst_LauncherApi::triesAgain()
     m_server->once("/call", HttpResponse::withStatus(500));
     m_server->once("/call", HttpResponse::withStatus(500));
     m_server->once("/call", HttpResponse::ok("at last"));
-    const Result result = run(words("get") << url() << words("--retry 3 --timeout 300"));
+    const LauncherResult result = run(words("get") << url() << words("--retry 3 --timeout 300"));
     QCOMPARE(result.err, QString());
     QCOMPARE(result.out, QStringLiteral("status: 200\n\nat last\n"));
     QCOMPARE(result.code, 0);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // "launcher unpack", "copy" and "md5" as their user sees them. In the place of 7z.exe is a program that a script leads,
 // and once the real one.
+#include "LauncherProcess.h"
+
 #include <QCryptographicHash>
 #include <QDir>
 #include <QFile>
@@ -16,20 +18,6 @@
 #endif
 
 namespace {
-
-constexpr int kRunLimitMs = 60000;
-
-struct Result
-{
-    int code = -1;
-    QString out;
-    QString err;
-};
-
-QStringList linesOf(const QString& text)
-{
-    return text.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-}
 
 QString native(const QString& path)
 {
@@ -77,10 +65,13 @@ private:
     {
         lay(QStringLiteral("script"), text);
     }
-    std::unique_ptr<QProcess> launch(const QStringList& arguments, const QString& searchPath) const;
-    static Result resultOf(QProcess* launcher);
-    Result run(const QStringList& arguments, const QString& searchPath = QStringLiteral(FAKE_7Z_DIR)) const;
-    Result unpack(const QStringList& options = {}) const;
+    QStringList report() const
+    {
+        return QString::fromUtf8(read(QStringLiteral("report"))).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    }
+    std::unique_ptr<LauncherProcess> launch(const QStringList& arguments, const QString& searchPath) const;
+    LauncherResult run(const QStringList& arguments, const QString& searchPath = QStringLiteral(FAKE_7Z_DIR)) const;
+    LauncherResult unpack(const QStringList& options = {}) const;
 
     std::unique_ptr<QTemporaryDir> m_folder;
 };
@@ -106,38 +97,23 @@ QByteArray tst_LauncherFiles::read(const QString& name) const
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
 }
 
-std::unique_ptr<QProcess> tst_LauncherFiles::launch(const QStringList& arguments, const QString& searchPath) const
+std::unique_ptr<LauncherProcess> tst_LauncherFiles::launch(const QStringList& arguments,
+                                                           const QString& searchPath) const
 {
-    auto launcher = std::make_unique<QProcess>();
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    const QString before = environment.value(QStringLiteral("PATH"));
-    environment.insert(QStringLiteral("PATH"),
-                       native(QDir(searchPath).absolutePath()) + QDir::listSeparator() + before);
-    environment.insert(QStringLiteral("FAKE_7Z_REPORT"), path(QStringLiteral("report")));
-    environment.insert(QStringLiteral("FAKE_7Z_SCRIPT"), path(QStringLiteral("script")));
-    launcher->setProcessEnvironment(environment);
-    launcher->start(QDir(QStringLiteral(LAUNCHER_PROGRAM)).absolutePath(), arguments);
-    launcher->closeWriteChannel();
+    auto launcher = std::make_unique<LauncherProcess>();
+    launcher->addProgramFolder(searchPath);
+    launcher->setVariable(QStringLiteral("FAKE_7Z_REPORT"), path(QStringLiteral("report")));
+    launcher->setVariable(QStringLiteral("FAKE_7Z_SCRIPT"), path(QStringLiteral("script")));
+    launcher->launch(arguments);
     return launcher;
 }
 
-Result tst_LauncherFiles::resultOf(QProcess* launcher)
+LauncherResult tst_LauncherFiles::run(const QStringList& arguments, const QString& searchPath) const
 {
-    Result result;
-    if (!launcher->waitForFinished(kRunLimitMs) || launcher->exitStatus() != QProcess::NormalExit)
-        return result;
-    result.code = launcher->exitCode();
-    result.out = QString::fromUtf8(launcher->readAllStandardOutput()).remove(QLatin1Char('\r'));
-    result.err = QString::fromUtf8(launcher->readAllStandardError()).remove(QLatin1Char('\r'));
-    return result;
+    return launch(arguments, searchPath)->result();
 }
 
-Result tst_LauncherFiles::run(const QStringList& arguments, const QString& searchPath) const
-{
-    return resultOf(launch(arguments, searchPath).get());
-}
-
-Result tst_LauncherFiles::unpack(const QStringList& options) const
+LauncherResult tst_LauncherFiles::unpack(const QStringList& options) const
 {
     return run(QStringList{QStringLiteral("unpack")} + options +
                QStringList{path(QStringLiteral("a.7z")), path(QStringLiteral("out"))});
@@ -145,7 +121,7 @@ Result tst_LauncherFiles::unpack(const QStringList& options) const
 
 void tst_LauncherFiles::listsTheCommands()
 {
-    const Result result = run({QStringLiteral("--help")});
+    const LauncherResult result = run({QStringLiteral("--help")});
     QCOMPARE(result.code, 0);
     for (const char* line : {"\n  unpack ", "\n  copy ", "\n  md5 "})
         QVERIFY2(result.out.contains(QLatin1String(line)), line);
@@ -167,10 +143,10 @@ void tst_LauncherFiles::helps()
 {
     QFETCH(QString, usage);
     QFETCH(QStringList, codes);
-    const Result result = run({QString::fromLatin1(QTest::currentDataTag()), QStringLiteral("--help")});
+    const LauncherResult result = run({QString::fromLatin1(QTest::currentDataTag()), QStringLiteral("--help")});
     QCOMPARE(result.code, 0);
     QCOMPARE(result.err, QString());
-    QCOMPARE(linesOf(result.out).constFirst(), QStringLiteral("Usage: launcher ") + usage);
+    QCOMPARE(result.outLines().constFirst(), QStringLiteral("Usage: launcher ") + usage);
     for (const QString& code : codes)
         QVERIFY2(result.out.contains(QStringLiteral("\n  %1  ").arg(code)), qPrintable(code));
 }
@@ -208,7 +184,7 @@ void tst_LauncherFiles::refusesWrongUse()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, reason);
-    const Result result = run(arguments);
+    const LauncherResult result = run(arguments);
     QCOMPARE(result.code, 2);
     QCOMPARE(result.out, QString());
     QCOMPARE(result.err, QStringLiteral("error: %1 (see launcher %2 --help)\n").arg(reason, arguments.constFirst()));
@@ -223,13 +199,13 @@ void tst_LauncherFiles::unpacks()
     packer.setWorkingDirectory(path(QStringLiteral("tree")));
     packer.start(QStringLiteral(SEVENZIP_DIR) + QStringLiteral("/7z.exe"),
                  {QStringLiteral("a"), archive, QStringLiteral(".")});
-    QVERIFY(packer.waitForFinished(kRunLimitMs));
+    QVERIFY(packer.waitForFinished(LauncherProcess::kRunLimitMs));
     QCOMPARE(packer.exitCode(), 0);
-    const Result result =
+    const LauncherResult result =
         run({QStringLiteral("unpack"), archive, path(QStringLiteral("out"))}, QStringLiteral(SEVENZIP_DIR));
     QCOMPARE(result.err, QString());
     QCOMPARE(result.code, 0);
-    QVERIFY2(linesOf(result.out).constLast().startsWith(QStringLiteral("Finished: unpacked in ")),
+    QVERIFY2(result.outLines().constLast().startsWith(QStringLiteral("Finished: unpacked in ")),
              qPrintable(result.out));
     QCOMPARE(read(QStringLiteral("out/sub/file \u4e2d")), QByteArray(100000, 'x'));
 }
@@ -237,36 +213,35 @@ void tst_LauncherFiles::unpacks()
 void tst_LauncherFiles::unpacksWithASize()
 {
     script("out 20353025\nexit 2\n"); // " 50%"
-    const Result result =
+    const LauncherResult result =
         unpack({QStringLiteral("--size"), QStringLiteral("2048"), QStringLiteral("--lang"), QStringLiteral("en-us")});
-    QCOMPARE(linesOf(result.out), QStringList(QStringLiteral(" 50%  1KB / 2KB")));
-    QCOMPARE(linesOf(QString::fromUtf8(read(QStringLiteral("report")))).mid(2),
-             (QStringList{QStringLiteral("x"), native(path(QStringLiteral("a.7z"))),
-                          QStringLiteral("-o") + native(path(QStringLiteral("out"))), QStringLiteral("-aoa"),
-                          QStringLiteral("-bsp1")}));
+    QCOMPARE(result.outLines(), QStringList(QStringLiteral(" 50%  1KB / 2KB")));
+    QCOMPARE(report().mid(2), (QStringList{QStringLiteral("x"), native(path(QStringLiteral("a.7z"))),
+                                           QStringLiteral("-o") + native(path(QStringLiteral("out"))),
+                                           QStringLiteral("-aoa"), QStringLiteral("-bsp1")}));
 }
 
 void tst_LauncherFiles::unpacksWithoutASize()
 {
     script("out 20353025\nexit 2\n");
-    QCOMPARE(linesOf(unpack().out), QStringList(QStringLiteral(" 50%")));
+    QCOMPARE(unpack().outLines(), QStringList(QStringLiteral(" 50%")));
 }
 
 void tst_LauncherFiles::reportsErrorsOfTheProgram()
 {
     script("err " + QByteArray("ERROR: a\nData Error\n").toHex() + "\nexit 2\n");
-    const Result result = unpack();
+    const LauncherResult result = unpack();
     QCOMPARE(result.code, 1);
-    QCOMPARE(linesOf(result.err), (QStringList{QStringLiteral("error: code 2002: ERROR: a / Data Error"),
-                                               QStringLiteral("error: 7z.exe ended with code 2")}));
+    QCOMPARE(result.errLines(), (QStringList{QStringLiteral("error: code 2002: ERROR: a / Data Error"),
+                                             QStringLiteral("error: 7z.exe ended with code 2")}));
 }
 
 void tst_LauncherFiles::saysHowToProvideTheProgram()
 {
-    const Result result =
+    const LauncherResult result =
         run({QStringLiteral("unpack"), path(QStringLiteral("a.7z")), path(QStringLiteral("out"))}, m_folder->path());
     QCOMPARE(result.code, 3);
-    QCOMPARE(linesOf(result.err),
+    QCOMPARE(result.errLines(),
              (QStringList{QStringLiteral("error: code 2008: 7z.exe process not started"),
                           QStringLiteral("Put 7z.exe and 7z.dll beside the launcher, or 7z.exe on the search path.")}));
 }
@@ -274,7 +249,7 @@ void tst_LauncherFiles::saysHowToProvideTheProgram()
 void tst_LauncherFiles::writesALog()
 {
     script("");
-    const Result result = unpack({QStringLiteral("--log"), path(QStringLiteral("log"))});
+    const LauncherResult result = unpack({QStringLiteral("--log"), path(QStringLiteral("log"))});
     QCOMPARE(result.code, 0);
     QCOMPARE(result.err, QString());
     const QByteArray log = read(QStringLiteral("log"));
@@ -285,10 +260,11 @@ void tst_LauncherFiles::copies()
 {
     lay(QStringLiteral("src/a"), "1");
     lay(QStringLiteral("src/sub \u4e2d/b"), "22");
-    const Result result = run({QStringLiteral("copy"), path(QStringLiteral("src")), path(QStringLiteral("dst"))});
+    const LauncherResult result =
+        run({QStringLiteral("copy"), path(QStringLiteral("src")), path(QStringLiteral("dst"))});
     QCOMPARE(result.err, QString());
     QCOMPARE(result.code, 0);
-    const QStringList lines = linesOf(result.out);
+    const QStringList lines = result.outLines();
     QCOMPARE(lines.constFirst(), QStringLiteral(" 50%  1 / 2 files"));
     QVERIFY2(lines.constLast().startsWith(QStringLiteral("Finished: 2 files in place in ")), qPrintable(result.out));
     QCOMPARE(read(QStringLiteral("dst/a")), QByteArray("1"));
@@ -301,8 +277,9 @@ void tst_LauncherFiles::copiesOnlyWhatDiffers()
     lay(QStringLiteral("src/b"), "same");
     lay(QStringLiteral("dst/a"), "old");
     lay(QStringLiteral("dst/b"), "same");
-    const Result result = run({QStringLiteral("copy"), QStringLiteral("--changed"), path(QStringLiteral("changed")),
-                               path(QStringLiteral("src")), path(QStringLiteral("dst"))});
+    const LauncherResult result =
+        run({QStringLiteral("copy"), QStringLiteral("--changed"), path(QStringLiteral("changed")),
+             path(QStringLiteral("src")), path(QStringLiteral("dst"))});
     QCOMPARE(result.code, 0);
     QCOMPARE(read(QStringLiteral("dst/a")), QByteArray("new"));
     QCOMPARE(QDir(path(QStringLiteral("changed"))).entryList(QDir::Files), QStringList(QStringLiteral("a")));
@@ -313,7 +290,7 @@ void tst_LauncherFiles::reportsWhatCannotBeCopied()
     lay(QStringLiteral("src/a"), "x");
     QVERIFY(QDir().mkpath(path(QStringLiteral("dst/a"))));
     const QString source = path(QStringLiteral("src"));
-    Result result = run({QStringLiteral("copy"), source, path(QStringLiteral("dst"))});
+    LauncherResult result = run({QStringLiteral("copy"), source, path(QStringLiteral("dst"))});
     QCOMPARE(result.code, 1);
     QCOMPARE(result.err, QStringLiteral("error: cannot copy %1\n").arg(native(path(QStringLiteral("src/a")))));
     result = run({QStringLiteral("copy"), source, path(QStringLiteral("src/a/below a file"))});
@@ -329,11 +306,11 @@ void tst_LauncherFiles::printsMd5s()
     lay(QStringLiteral("two \u4e2d"), "");
     const QString one = path(QStringLiteral("one"));
     const QString two = path(QStringLiteral("two \u4e2d"));
-    const Result result = run({QStringLiteral("md5"), one, two});
+    const LauncherResult result = run({QStringLiteral("md5"), one, two});
     QCOMPARE(result.code, 0);
     QCOMPARE(result.err, QString());
-    QCOMPARE(linesOf(result.out), (QStringList{QStringLiteral("900150983cd24fb0d6963f7d28e17f72  ") + one,
-                                               QStringLiteral("d41d8cd98f00b204e9800998ecf8427e  ") + two}));
+    QCOMPARE(result.outLines(), (QStringList{QStringLiteral("900150983cd24fb0d6963f7d28e17f72  ") + one,
+                                             QStringLiteral("d41d8cd98f00b204e9800998ecf8427e  ") + two}));
 }
 
 void tst_LauncherFiles::saltsMd5s()
@@ -341,7 +318,7 @@ void tst_LauncherFiles::saltsMd5s()
     lay(QStringLiteral("one"), "abc");
     const QByteArray salted =
         QCryptographicHash::hash("900150983cd24fb0d6963f7d28e17f72pepper", QCryptographicHash::Md5).toHex();
-    const Result result =
+    const LauncherResult result =
         run({QStringLiteral("md5"), QStringLiteral("--salt"), QStringLiteral("pepper"), path(QStringLiteral("one"))});
     QVERIFY2(result.out.startsWith(QString::fromLatin1(salted)), qPrintable(result.out));
 }
@@ -350,7 +327,7 @@ void tst_LauncherFiles::reportsUnreadableFiles()
 {
     lay(QStringLiteral("one"), "abc");
     const QString missing = path(QStringLiteral("missing"));
-    const Result result = run({QStringLiteral("md5"), missing, path(QStringLiteral("one"))});
+    const LauncherResult result = run({QStringLiteral("md5"), missing, path(QStringLiteral("one"))});
     QCOMPARE(result.code, 1);
     QCOMPARE(result.err, QStringLiteral("error: cannot read %1\n").arg(missing));
     QVERIFY(result.out.startsWith(QStringLiteral("900150983cd24fb0d6963f7d28e17f72")));
@@ -362,12 +339,12 @@ void tst_LauncherFiles::stopsUnpacking()
     script("out 20353025\nwait /never\n");
     const auto launcher = launch({QStringLiteral("unpack"), path(QStringLiteral("a.7z")), path(QStringLiteral("out"))},
                                  QStringLiteral(FAKE_7Z_DIR));
-    QVERIFY(launcher->waitForReadyRead(kRunLimitMs)); // the progress line
+    QVERIFY(launcher->waitForReadyRead(LauncherProcess::kRunLimitMs)); // the progress line
     QCOMPARE(::kill(static_cast<pid_t>(launcher->processId()), SIGINT), 0);
-    const Result result = resultOf(launcher.get());
+    const LauncherResult result = launcher->result();
     QCOMPARE(result.code, 130);
-    QCOMPARE(linesOf(result.out).constLast(), QStringLiteral("Stopped. What was unpacked until then stays."));
-    const auto child = static_cast<pid_t>(linesOf(QString::fromUtf8(read(QStringLiteral("report")))).at(1).toLong());
+    QCOMPARE(result.outLines().constLast(), QStringLiteral("Stopped. What was unpacked until then stays."));
+    const auto child = static_cast<pid_t>(report().at(1).toLong());
     QTRY_VERIFY(::kill(child, 0) != 0);
 }
 
@@ -379,11 +356,11 @@ void tst_LauncherFiles::stopsChecking()
     QVERIFY(QFile::resize(path(QStringLiteral("huge")), 64LL * 1024 * 1024 * 1024));
     const auto launcher = launch({QStringLiteral("md5"), path(QStringLiteral("small")), path(QStringLiteral("huge"))},
                                  QStringLiteral(FAKE_7Z_DIR));
-    QVERIFY(launcher->waitForReadyRead(kRunLimitMs));
+    QVERIFY(launcher->waitForReadyRead(LauncherProcess::kRunLimitMs));
     QCOMPARE(::kill(static_cast<pid_t>(launcher->processId()), SIGINT), 0);
-    const Result result = resultOf(launcher.get());
+    const LauncherResult result = launcher->result();
     QCOMPARE(result.code, 130);
-    QCOMPARE(linesOf(result.out).size(), 1);
+    QCOMPARE(result.outLines().size(), 1);
 }
 #endif
 

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The launcher with the library's own HTTP back-end, against a scripted server and without any engine.
+#include "LauncherProcess.h"
 #include "ScriptedHttpServer.h"
 
 #include <QCryptographicHash>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -15,35 +14,6 @@
 #ifdef Q_OS_UNIX
 #include <csignal>
 #endif
-
-namespace {
-
-constexpr int kRunLimitMs = 30000;
-
-struct Result
-{
-    int code = -1;
-    QStringList out;
-    QStringList err;
-};
-
-QStringList linesOf(const QByteArray& text)
-{
-    return QString::fromUtf8(text).remove(QLatin1Char('\r')).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-}
-
-Result resultOf(QProcess& process)
-{
-    Result result;
-    if (!process.waitForFinished(kRunLimitMs) || process.exitStatus() != QProcess::NormalExit)
-        return result;
-    result.code = process.exitCode();
-    result.out = linesOf(process.readAllStandardOutput());
-    result.err = linesOf(process.readAllStandardError());
-    return result;
-}
-
-} // namespace
 
 class tst_LauncherHttp : public QObject
 {
@@ -73,8 +43,8 @@ private:
     /// A line of the list: the MD5 of `content`, or none.
     void list(const QByteArray& name, const QByteArray& content, bool withMd5 = true);
     QStringList arguments(const QStringList& more = {});
-    void launch(QProcess& process, const QStringList& more = {});
-    Result run(const QStringList& more = {});
+    void launch(LauncherProcess& process, const QStringList& more = {});
+    LauncherResult run(const QStringList& more = {});
     QByteArray fileContent(const QString& name) const;
 
     std::unique_ptr<ScriptedHttpServer> m_server;
@@ -115,17 +85,16 @@ QStringList tst_LauncherHttp::arguments(const QStringList& more)
            more;
 }
 
-void tst_LauncherHttp::launch(QProcess& process, const QStringList& more)
+void tst_LauncherHttp::launch(LauncherProcess& process, const QStringList& more)
 {
-    process.start(QDir(QStringLiteral(LAUNCHER_PROGRAM)).absolutePath(), arguments(more));
-    QVERIFY(process.waitForStarted());
+    process.launch(arguments(more));
 }
 
-Result tst_LauncherHttp::run(const QStringList& more)
+LauncherResult tst_LauncherHttp::run(const QStringList& more)
 {
-    QProcess process;
+    LauncherProcess process;
     launch(process, more);
-    return resultOf(process);
+    return process.result();
 }
 
 QByteArray tst_LauncherHttp::fileContent(const QString& name) const
@@ -150,9 +119,9 @@ void tst_LauncherHttp::refusesWrongUse()
     QFETCH(QStringList, more);
     QFETCH(QString, reason);
     list("a.bin", "a");
-    const Result result = run(more);
+    const LauncherResult result = run(more);
     QCOMPARE(result.code, 2);
-    QVERIFY(result.err.join(QLatin1Char('\n')).startsWith(reason));
+    QVERIFY(result.err.startsWith(reason));
     QCOMPARE(m_server->requestCount(), 0);
 }
 
@@ -164,13 +133,13 @@ void tst_LauncherHttp::finishesOneGroup()
     }
     serve("empty.bin", QByteArray());
     list("empty.bin", QByteArray());
-    const Result result = run();
-    QCOMPARE(result.err, QStringList());
+    const LauncherResult result = run();
+    QCOMPARE(result.err, QString());
     QCOMPARE(result.code, 0);
-    QCOMPARE(result.out.first(), QStringLiteral("connecting ..."));
-    QVERIFY2(result.out.last().startsWith(QStringLiteral("Finished: 4 files, 14.65KB in ")),
-             qPrintable(result.out.last()));
-    QVERIFY(!result.out.join(QString()).contains(QStringLiteral("one after the other")));
+    QCOMPARE(result.outLines().constFirst(), QStringLiteral("connecting ..."));
+    QVERIFY2(result.outLines().constLast().startsWith(QStringLiteral("Finished: 4 files, 14.65KB in ")),
+             qPrintable(result.outLines().constLast()));
+    QVERIFY(!result.out.contains(QStringLiteral("one after the other")));
     QCOMPARE(fileContent(QStringLiteral("b.bin")), QByteArray(5000, 'b'));
     QCOMPARE(QDir(m_folder->filePath(QStringLiteral("target"))).entryList(QDir::Files).size(), 4);
 }
@@ -181,10 +150,10 @@ void tst_LauncherHttp::finishesFilesWithoutMd5()
         serve(name, QByteArray(5000, *name));
         list(name, QByteArray(5000, *name), *name == 'b');
     }
-    const Result result = run();
-    QCOMPARE(result.err, QStringList());
+    const LauncherResult result = run();
+    QCOMPARE(result.err, QString());
     QCOMPARE(result.code, 0);
-    QVERIFY(result.out.contains(
+    QVERIFY(result.outLines().contains(
         QStringLiteral("Not every file has an MD5, so they are fetched one after the other, each on its own.")));
     for (const char* name : {"a.bin", "b.bin", "c.bin"})
         QCOMPARE(fileContent(QString::fromLatin1(name)), QByteArray(5000, *name));
@@ -195,12 +164,11 @@ void tst_LauncherHttp::showsTheProgressLine()
     const QByteArray content(3 * 1024 * 1024, 'x');
     m_server->always("/a.bin", HttpResponse::ok(content).rate(1024 * 1024));
     list("a.bin", content);
-    const Result result = run();
+    const LauncherResult result = run();
     QCOMPARE(result.code, 0);
-    const QString text = result.out.join(QLatin1Char('\n'));
     const QRegularExpression line(
         QStringLiteral("(^|\\n) *\\d+%  [\\d.]+[KM]B / 3MB  [\\d.]+[KM]B/s  00:00:0\\d left(\\n|$)"));
-    QVERIFY2(line.match(text).hasMatch(), qPrintable(text));
+    QVERIFY2(line.match(result.out).hasMatch(), qPrintable(result.out));
 }
 
 void tst_LauncherHttp::notesRetries()
@@ -208,9 +176,9 @@ void tst_LauncherHttp::notesRetries()
     m_server->once("/a.bin", HttpResponse::withStatus(500));
     serve("a.bin", "content");
     list("a.bin", "content");
-    const Result result = run();
+    const LauncherResult result = run();
     QCOMPARE(result.code, 0);
-    const QStringList notes = result.out.filter(QStringLiteral("retrying "));
+    const QStringList notes = result.outLines().filter(QStringLiteral("retrying "));
     QCOMPARE(notes.size(), 1);
     QVERIFY2(notes.first().startsWith(QStringLiteral("retrying a.bin: code 3010: status code: 500, ")),
              qPrintable(notes.first()));
@@ -221,12 +189,14 @@ void tst_LauncherHttp::reportsAWrongChecksum()
 {
     serve("a.bin", "content");
     list("a.bin", "CONTENT");
-    const Result result = run();
+    const LauncherResult result = run();
     QCOMPARE(result.code, 1);
-    QCOMPARE(result.err.size(), 2);
-    QVERIFY2(result.err.first().startsWith(QStringLiteral("error: a.bin: code 3007: a.bin md5 not match, md5: ")),
-             qPrintable(result.err.first()));
-    QCOMPARE(result.err.last(), QStringLiteral("1 of 1 files failed; the same command goes on where this one stopped"));
+    QCOMPARE(result.errLines().size(), 2);
+    QVERIFY2(result.errLines().constFirst().startsWith(
+                 QStringLiteral("error: a.bin: code 3007: a.bin md5 not match, md5: ")),
+             qPrintable(result.errLines().constFirst()));
+    QCOMPARE(result.errLines().constLast(),
+             QStringLiteral("1 of 1 files failed; the same command goes on where this one stopped"));
     QVERIFY(QDir(m_folder->filePath(QStringLiteral("target"))).isEmpty());
 }
 
@@ -236,12 +206,13 @@ void tst_LauncherHttp::goesOnAfterAFileThatFails()
     serve("b.bin", "content");
     list("a.bin", "content", false);
     list("b.bin", "content", false);
-    const Result result = run();
+    const LauncherResult result = run();
     QCOMPARE(result.code, 1);
-    QCOMPARE(result.err.size(), 2);
-    QVERIFY2(result.err.first().startsWith(QStringLiteral("error: a.bin: code 3009: status code: 404, ")),
-             qPrintable(result.err.first()));
-    QCOMPARE(result.err.last(), QStringLiteral("1 of 2 files failed; the same command goes on where this one stopped"));
+    QCOMPARE(result.errLines().size(), 2);
+    QVERIFY2(result.errLines().constFirst().startsWith(QStringLiteral("error: a.bin: code 3009: status code: 404, ")),
+             qPrintable(result.errLines().constFirst()));
+    QCOMPARE(result.errLines().constLast(),
+             QStringLiteral("1 of 2 files failed; the same command goes on where this one stopped"));
     QCOMPARE(fileContent(QStringLiteral("b.bin")), QByteArray("content"));
 }
 
@@ -255,9 +226,10 @@ void tst_LauncherHttp::tellsWhatWasThere()
     QVERIFY(part.open(QIODevice::WriteOnly));
     QCOMPARE(part.write(content.left(1024)), qint64(1024));
     part.close();
-    const Result result = run();
+    const LauncherResult result = run();
     QCOMPARE(result.code, 0);
-    QVERIFY2(result.out.last().endsWith(QStringLiteral(" (1KB were there already)")), qPrintable(result.out.last()));
+    QVERIFY2(result.outLines().constLast().endsWith(QStringLiteral(" (1KB were there already)")),
+             qPrintable(result.outLines().constLast()));
     QCOMPARE(m_server->requests("/a.bin").last().rangeStart(), qint64(1024));
 }
 
@@ -267,14 +239,14 @@ void tst_LauncherHttp::stopsOnInterrupt()
     const QByteArray content(4 * 1024 * 1024, 'x');
     m_server->always("/a.bin", HttpResponse::ok(content).stallAfter(1024 * 1024));
     list("a.bin", content);
-    QProcess process;
+    LauncherProcess process;
     launch(process);
     const QString temporary = m_folder->filePath(QStringLiteral("target/a.bin_tmp"));
-    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(temporary).size() > 500000, kRunLimitMs);
+    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo(temporary).size() > 500000, LauncherProcess::kRunLimitMs);
     ::kill(static_cast<pid_t>(process.processId()), SIGINT);
-    const Result result = resultOf(process);
+    const LauncherResult result = process.result();
     QCOMPARE(result.code, 130);
-    QCOMPARE(result.out.mid(result.out.size() - 2),
+    QCOMPARE(result.outLines().mid(result.outLines().size() - 2),
              (QStringList{QStringLiteral("Stopping ..."),
                           QStringLiteral("Stopped. The same command goes on where this one stopped.")}));
     const qint64 have = QFileInfo(temporary).size();

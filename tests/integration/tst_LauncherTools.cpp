@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 // The launcher's commands that ask the library for one thing, as their user sees them.
+#include "LauncherProcess.h"
 #include "Tool/PcInfo.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #ifdef Q_OS_WIN
+#include "ProcessChild.h"
 #include "Tool/ProcessOperator.h"
 
 #include <windows.h>
@@ -19,37 +20,20 @@
 
 namespace {
 
-constexpr int kRunLimitMs = 60000;
-
-struct Result
+LauncherResult launcher(const QStringList& arguments)
 {
-    int code = -1;
-    QString out;
-    QString err;
+    return LauncherProcess::run(arguments);
+}
 
-    /// \brief Value of the line of a table; "(none)" without such a line.
-    QString value(const QString& label) const
-    {
-        const QStringList lines = out.split(QLatin1Char('\n'));
-        for (const QString& line : lines) {
-            if (line.startsWith(label + QLatin1Char(' ')))
-                return line.mid(label.size()).trimmed();
-        }
-        return QStringLiteral("(none)");
+/// \brief Value of the line of a table; "(none)" without such a line.
+QString valueOf(const LauncherResult& result, const QString& label)
+{
+    const QStringList lines = result.outLines();
+    for (const QString& line : lines) {
+        if (line.startsWith(label + QLatin1Char(' ')))
+            return line.mid(label.size()).trimmed();
     }
-};
-
-Result launcher(const QStringList& arguments)
-{
-    QProcess process;
-    process.start(QDir(QStringLiteral(LAUNCHER_PROGRAM)).absolutePath(), arguments);
-    Result result;
-    if (!process.waitForFinished(kRunLimitMs) || process.exitStatus() != QProcess::NormalExit)
-        return result;
-    result.code = process.exitCode();
-    result.out = QString::fromUtf8(process.readAllStandardOutput()).remove(QLatin1Char('\r'));
-    result.err = QString::fromUtf8(process.readAllStandardError()).remove(QLatin1Char('\r'));
-    return result;
+    return QStringLiteral("(none)");
 }
 
 QStringList words(const char* text)
@@ -97,7 +81,7 @@ void tst_LauncherTools::tellsHowToUseIt()
 {
     QFETCH(QString, command);
     QVERIFY(launcher({QStringLiteral("--help")}).out.contains(QStringLiteral("  %1 ").arg(command)));
-    const Result result = launcher({command, QStringLiteral("--help")});
+    const LauncherResult result = launcher({command, QStringLiteral("--help")});
     QCOMPARE(result.code, 0);
     QCOMPARE(result.err, QString());
     QVERIFY2(result.out.startsWith(QStringLiteral("Usage: launcher %1").arg(command)), qPrintable(result.out));
@@ -141,7 +125,7 @@ void tst_LauncherTools::refusesWrongUse()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, reason);
-    const Result result = launcher(arguments);
+    const LauncherResult result = launcher(arguments);
     QCOMPARE(result.err, QStringLiteral("error: %1 (see launcher %2 --help)\n").arg(reason, arguments.constFirst()));
     QCOMPARE(result.code, 2);
     QCOMPARE(result.out, QString());
@@ -149,24 +133,24 @@ void tst_LauncherTools::refusesWrongUse()
 
 void tst_LauncherTools::describesTheMachine()
 {
-    const Result result = launcher({QStringLiteral("machine")});
+    const LauncherResult result = launcher({QStringLiteral("machine")});
     QCOMPARE(result.code, 0);
     QCOMPARE(result.err, QString());
-    QCOMPARE(result.value(QStringLiteral("Name")), PcInfo::localmachineName());
-    QCOMPARE(result.value(QStringLiteral("System")), PcInfo::osType() + QLatin1Char(' ') + PcInfo::osVersion());
-    QCOMPARE(result.value(QStringLiteral("Kernel")), PcInfo::osBuild());
-    QCOMPARE(result.value(QStringLiteral("Architecture")), PcInfo::osArch());
-    QCOMPARE(result.value(QStringLiteral("Processor")), PcInfo::cpuType().trimmed());
-    QCOMPARE(result.value(QStringLiteral("Notebook")),
+    QCOMPARE(valueOf(result, QStringLiteral("Name")), PcInfo::localmachineName());
+    QCOMPARE(valueOf(result, QStringLiteral("System")), PcInfo::osType() + QLatin1Char(' ') + PcInfo::osVersion());
+    QCOMPARE(valueOf(result, QStringLiteral("Kernel")), PcInfo::osBuild());
+    QCOMPARE(valueOf(result, QStringLiteral("Architecture")), PcInfo::osArch());
+    QCOMPARE(valueOf(result, QStringLiteral("Processor")), PcInfo::cpuType().trimmed());
+    QCOMPARE(valueOf(result, QStringLiteral("Notebook")),
              PcInfo::IsNoteBookPc() ? QStringLiteral("yes") : QStringLiteral("no"));
-    QCOMPARE(result.value(QStringLiteral("Screens")), QStringLiteral("not known"));
+    QCOMPARE(valueOf(result, QStringLiteral("Screens")), QStringLiteral("not known"));
     const QString total = PcInfo::memory().section(QLatin1Char('/'), 1);
-    QVERIFY2(result.value(QStringLiteral("Memory")).endsWith(total), qPrintable(result.out));
+    QVERIFY2(valueOf(result, QStringLiteral("Memory")).endsWith(total), qPrintable(result.out));
     for (const char* label : {"Graphics", "IP address", "Network card", "Disk, free", "Disk, total"})
-        QVERIFY2(result.value(QLatin1String(label)) != QLatin1String("(none)"), label);
+        QVERIFY2(valueOf(result, QLatin1String(label)) != QLatin1String("(none)"), label);
     QVERIFY2(!result.out.contains(QStringLiteral("label_")), qPrintable(result.out));
     // One column of values.
-    const QStringList lines = result.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    const QStringList lines = result.outLines();
     QCOMPARE(lines.size(), 13);
     for (const QString& line : lines)
         QVERIFY2(line.mid(12, 2) == QLatin1String("  ") && line.at(14) != QLatin1Char(' '), qPrintable(line));
@@ -180,29 +164,29 @@ void tst_LauncherTools::tellsTheSpaceOfADisk()
 #else
     const QString place = folder.path();
 #endif
-    const Result result = launcher({QStringLiteral("disk"), place});
+    const LauncherResult result = launcher({QStringLiteral("disk"), place});
     QCOMPARE(result.code, 0);
-    QCOMPARE(result.value(QStringLiteral("Disk")), place);
+    QCOMPARE(valueOf(result, QStringLiteral("Disk")), place);
     const QRegularExpression size(QStringLiteral("^\\d+(\\.\\d\\d)?[KMG]?B$"));
-    QVERIFY2(size.match(result.value(QStringLiteral("Free"))).hasMatch(), qPrintable(result.out));
-    QVERIFY2(size.match(result.value(QStringLiteral("Total"))).hasMatch(), qPrintable(result.out));
+    QVERIFY2(size.match(valueOf(result, QStringLiteral("Free"))).hasMatch(), qPrintable(result.out));
+    QVERIFY2(size.match(valueOf(result, QStringLiteral("Total"))).hasMatch(), qPrintable(result.out));
 #ifdef Q_OS_WIN
     const QStringList kinds{QStringLiteral("HDD"), QStringLiteral("SSD"), QStringLiteral("SCM"),
                             QStringLiteral("not known")};
-    QVERIFY2(kinds.contains(result.value(QStringLiteral("Kind"))), qPrintable(result.out));
+    QVERIFY2(kinds.contains(valueOf(result, QStringLiteral("Kind"))), qPrintable(result.out));
 #else
-    QCOMPARE(result.value(QStringLiteral("Kind")), QStringLiteral("(none)"));
+    QCOMPARE(valueOf(result, QStringLiteral("Kind")), QStringLiteral("(none)"));
 #endif
 }
 
 void tst_LauncherTools::knowsWhenThereIsNoDisk()
 {
 #ifdef Q_OS_WIN
-    const Result result = launcher({QStringLiteral("disk"), QStringLiteral("Q")});
+    const LauncherResult result = launcher({QStringLiteral("disk"), QStringLiteral("Q")});
     QCOMPARE(result.err, QStringLiteral("error: there is no disk at Q:\n"));
 #else
     // The kernel's own files are on no disk.
-    const Result result = launcher({QStringLiteral("disk"), QStringLiteral("/proc")});
+    const LauncherResult result = launcher({QStringLiteral("disk"), QStringLiteral("/proc")});
     QCOMPARE(result.err, QStringLiteral("error: there is no disk at /proc\n"));
 #endif
     QCOMPARE(result.code, 1);
@@ -222,11 +206,11 @@ void tst_LauncherTools::choosesALanguage()
 {
     QFETCH(QString, mark);
     QFETCH(bool, hasTranslation);
-    const Result result = launcher({QStringLiteral("language"), mark});
-    QCOMPARE(result.value(QStringLiteral("Language")), mark);
-    QCOMPARE(result.value(QStringLiteral("Translation")),
+    const LauncherResult result = launcher({QStringLiteral("language"), mark});
+    QCOMPARE(valueOf(result, QStringLiteral("Language")), mark);
+    QCOMPARE(valueOf(result, QStringLiteral("Translation")),
              hasTranslation ? QStringLiteral("yes") : QStringLiteral("no"));
-    QCOMPARE(result.value(QStringLiteral("Own font")), QStringLiteral("no"));
+    QCOMPARE(valueOf(result, QStringLiteral("Own font")), QStringLiteral("no"));
     QCOMPARE(result.code, hasTranslation ? 0 : 1);
     QCOMPARE(result.err,
              hasTranslation ? QString() : QStringLiteral("error: there is no translation for %1\n").arg(mark));
@@ -234,12 +218,12 @@ void tst_LauncherTools::choosesALanguage()
 
 void tst_LauncherTools::choosesALanguageForTheSystem()
 {
-    const Result result = launcher({QStringLiteral("language")});
+    const LauncherResult result = launcher({QStringLiteral("language")});
     QCOMPARE(result.code, 0);
     const QStringList marks{QStringLiteral("en-us"), QStringLiteral("zh-cn")};
-    QVERIFY2(marks.contains(result.value(QStringLiteral("Language"))), qPrintable(result.out));
+    QVERIFY2(marks.contains(valueOf(result, QStringLiteral("Language"))), qPrintable(result.out));
     QVERIFY2(QRegularExpression(QStringLiteral("^(zh-cn|en-us|ja-jp|ko-kr)$"))
-                 .match(result.value(QStringLiteral("Voice")))
+                 .match(valueOf(result, QStringLiteral("Voice")))
                  .hasMatch(),
              qPrintable(result.out));
 }
@@ -247,26 +231,19 @@ void tst_LauncherTools::choosesALanguageForTheSystem()
 #ifdef Q_OS_WIN
 namespace {
 
-/// \brief A running copy of the child's program, ended with its object.
-class Child : public QProcess
+/// \brief The path, with a copy of the child's program there.
+QString withProgram(const QString& path)
+{
+    if (!QFile::exists(path))
+        QFile::copy(QStringLiteral(PROCESS_CHILD), path);
+    return path;
+}
+
+/// \brief A running copy of the child's program.
+class Child : public ProcessChild
 {
 public:
-    explicit Child(const QString& path)
-    {
-        if (!QFile::exists(path))
-            QFile::copy(QStringLiteral(PROCESS_CHILD), path);
-        setProgram(path);
-        setArguments({QString::number(QCoreApplication::applicationPid())});
-        start();
-        waitForStarted();
-    }
-    ~Child() override
-    {
-        if (state() == NotRunning)
-            return;
-        kill();
-        waitForFinished();
-    }
+    explicit Child(const QString& path) : ProcessChild(withProgram(path)) {}
     QString pid() const { return QString::number(processId()); }
 };
 
@@ -292,9 +269,9 @@ void tst_LauncherTools::takesDrivesInManyForms_data()
 void tst_LauncherTools::takesDrivesInManyForms()
 {
     QFETCH(QString, drive);
-    const Result result = launcher({QStringLiteral("disk"), drive});
+    const LauncherResult result = launcher({QStringLiteral("disk"), drive});
     QCOMPARE(result.code, 0);
-    QCOMPARE(result.value(QStringLiteral("Disk")), QStringLiteral("C:"));
+    QCOMPARE(valueOf(result, QStringLiteral("Disk")), QStringLiteral("C:"));
 }
 
 void tst_LauncherTools::findsAndEndsProcesses()
@@ -303,19 +280,19 @@ void tst_LauncherTools::findsAndEndsProcesses()
     const QString name = QStringLiteral("Tools %1.exe").arg(QCoreApplication::applicationPid());
     const QString path = folder.filePath(name);
     const QString command = QStringLiteral("process");
-    const Result none = launcher({command, name});
+    const LauncherResult none = launcher({command, name});
     QCOMPARE(none.code, 1);
     QCOMPARE(none.err, QStringLiteral("error: no %1 is running\n").arg(name));
     Child first(path);
     Child second(path);
-    const Result both = launcher({command, name.toUpper()});
+    const LauncherResult both = launcher({command, name.toUpper()});
     QCOMPARE(both.code, 0);
-    QCOMPARE(both.value(first.pid()), QDir::toNativeSeparators(path));
-    QCOMPARE(both.value(second.pid()), QDir::toNativeSeparators(path));
+    QCOMPARE(valueOf(both, first.pid()), QDir::toNativeSeparators(path));
+    QCOMPARE(valueOf(both, second.pid()), QDir::toNativeSeparators(path));
     QCOMPARE(launcher({command, QStringLiteral("--kill"), name}).code, 0);
     QVERIFY(first.waitForFinished());
     QVERIFY(second.waitForFinished());
-    const Result again = launcher({command, QStringLiteral("--kill"), name});
+    const LauncherResult again = launcher({command, QStringLiteral("--kill"), name});
     QCOMPARE(again.code, 1);
     QVERIFY2(again.err.contains(QStringLiteral("error: %1 was not ended (taskkill: ").arg(name)),
              qPrintable(again.err));
@@ -328,11 +305,11 @@ void tst_LauncherTools::findsAndEndsAProcessById()
     const QString command = QStringLiteral("process");
     const QString option = QStringLiteral("--pid");
     Child child(path);
-    QCOMPARE(launcher({command, option, child.pid()}).value(child.pid()), QDir::toNativeSeparators(path));
+    QCOMPARE(valueOf(launcher({command, option, child.pid()}), child.pid()), QDir::toNativeSeparators(path));
     const QString pid = child.pid();
     QCOMPARE(launcher({command, QStringLiteral("--kill"), option, pid}).code, 0);
     QVERIFY(child.waitForFinished());
-    const Result none = launcher({command, option, QStringLiteral("2147483644")});
+    const LauncherResult none = launcher({command, option, QStringLiteral("2147483644")});
     QCOMPARE(none.code, 1);
     QCOMPARE(none.err, QStringLiteral("error: there is no process 2147483644, or it may not be looked at\n"));
 }
@@ -342,12 +319,12 @@ void tst_LauncherTools::registersAScheme()
     const QString scheme = QStringLiteral("tst-launcher-%1").arg(QCoreApplication::applicationPid());
     const QString key = QStringLiteral("SOFTWARE\\Classes\\") + scheme;
     const QString command = key + QStringLiteral("\\shell\\open\\command");
-    const QString program = QDir::toNativeSeparators(QDir(QStringLiteral(LAUNCHER_PROGRAM)).absolutePath());
+    const QString program = QDir::toNativeSeparators(LauncherProcess().program());
 
-    const Result added = launcher({QStringLiteral("protocol"), QStringLiteral("register"), scheme});
+    const LauncherResult added = launcher({QStringLiteral("protocol"), QStringLiteral("register"), scheme});
     const QString protocol = registryText(key, QStringLiteral("URL Protocol"));
     const QString handler = registryText(command, QString());
-    const Result removed = launcher({QStringLiteral("protocol"), QStringLiteral("unregister"), scheme});
+    const LauncherResult removed = launcher({QStringLiteral("protocol"), QStringLiteral("unregister"), scheme});
     const QString afterwards = registryText(key, QStringLiteral("URL Protocol"));
     RegDeleteTreeW(HKEY_CURRENT_USER, key.toStdWString().c_str());
 
@@ -380,7 +357,7 @@ void tst_LauncherTools::saysWhatIsForWindowsOnly()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, reason);
-    const Result result = launcher(arguments);
+    const LauncherResult result = launcher(arguments);
     QCOMPARE(result.err, QStringLiteral("error: %1\n").arg(reason));
     QCOMPARE(result.code, 1);
     QCOMPARE(result.out, QString());

@@ -1,23 +1,14 @@
 // SPDX-License-Identifier: MIT
 // "launcher package" as its user sees it, on the reference engine: exit codes, texts, and what is on disk.
+#include "LauncherProcess.h"
 #include "PackageTree.h"
 
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <memory>
 
 namespace {
-
-constexpr int kRunLimitMs = 60000;
-
-struct Result
-{
-    int code = -1;
-    QString out;
-    QString err;
-};
 
 const PackageTree::Tree& files()
 {
@@ -45,8 +36,8 @@ private Q_SLOTS:
     void tellsNamesAsTheyAre();
 
 private:
-    Result run(const QStringList& arguments, bool withEngine = true) const;
-    Result act(const char* action, const QStringList& options = {}) const;
+    LauncherResult run(const QStringList& arguments, bool withEngine = true) const;
+    LauncherResult act(const char* action, const QStringList& options = {}) const;
     QString install() const { return m_folder->filePath(QStringLiteral("install")); }
 
     std::unique_ptr<QTemporaryDir> m_folder;
@@ -69,32 +60,17 @@ void tst_PackageLauncher::init()
     PackageTree::serve(*m_server, order.out);
 }
 
-Result tst_PackageLauncher::run(const QStringList& arguments, bool withEngine) const
+LauncherResult tst_PackageLauncher::run(const QStringList& arguments, bool withEngine) const
 {
-#ifdef Q_OS_WIN
-    const QString variable = QStringLiteral("PATH");
-#else
-    const QString variable = QStringLiteral("LD_LIBRARY_PATH");
-#endif
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_CACHE_HOME"), m_folder->filePath(QStringLiteral("cache")));
-    if (withEngine) {
-        environment.insert(variable, QDir::toNativeSeparators(QStringLiteral(ENGINE_FOLDER)) + QDir::listSeparator() +
-                                         environment.value(variable));
-    }
-    QProcess launcher;
-    launcher.setProcessEnvironment(environment);
-    launcher.start(QStringLiteral(LAUNCHER_PROGRAM), arguments);
-    Result result;
-    if (!launcher.waitForFinished(kRunLimitMs) || launcher.exitStatus() != QProcess::NormalExit)
-        return result;
-    result.code = launcher.exitCode();
-    result.out = QString::fromUtf8(launcher.readAllStandardOutput()).remove(QLatin1Char('\r'));
-    result.err = QString::fromUtf8(launcher.readAllStandardError()).remove(QLatin1Char('\r'));
-    return result;
+    LauncherProcess launcher;
+    launcher.setVariable(QStringLiteral("XDG_CACHE_HOME"), m_folder->filePath(QStringLiteral("cache")));
+    if (withEngine)
+        launcher.addEngineFolder(QStringLiteral(ENGINE_FOLDER));
+    launcher.launch(arguments);
+    return launcher.result();
 }
 
-Result tst_PackageLauncher::act(const char* action, const QStringList& options) const
+LauncherResult tst_PackageLauncher::act(const char* action, const QStringList& options) const
 {
     return run(QStringList{QStringLiteral("package"), QLatin1String(action), QStringLiteral("--package"),
                            QStringLiteral("demo"), QStringLiteral("--dir"), install(), QStringLiteral("--server"),
@@ -104,7 +80,7 @@ Result tst_PackageLauncher::act(const char* action, const QStringList& options) 
 
 void tst_PackageLauncher::tellsHowToUseIt()
 {
-    const Result help = run({QStringLiteral("package"), QStringLiteral("--help")}, false);
+    const LauncherResult help = run({QStringLiteral("package"), QStringLiteral("--help")}, false);
     QCOMPARE(help.code, 0);
     QVERIFY(help.out.startsWith(QStringLiteral("Usage: launcher package ACTION")));
     QVERIFY(run({QStringLiteral("--help")}, false).out.contains(QStringLiteral("\n  package ")));
@@ -134,23 +110,25 @@ void tst_PackageLauncher::refusesWrongUse()
 {
     QFETCH(const QString, arguments);
     QFETCH(const QString, reason);
-    const Result result = run(QStringList(QStringLiteral("package")) + arguments.split(QLatin1Char(' ')), false);
+    const LauncherResult result =
+        run(QStringList(QStringLiteral("package")) + arguments.split(QLatin1Char(' ')), false);
     QCOMPARE(result.code, 2);
     QCOMPARE(result.err, QStringLiteral("error: %1 (see launcher package --help)\n").arg(reason));
 }
 
 void tst_PackageLauncher::needsAnEngine()
 {
-    const Result result = run({QStringLiteral("package"), QStringLiteral("version"), QStringLiteral("--package"),
-                               QStringLiteral("demo"), QStringLiteral("--server"), m_server->urlText("/")},
-                              false);
+    const LauncherResult result =
+        run({QStringLiteral("package"), QStringLiteral("version"), QStringLiteral("--package"), QStringLiteral("demo"),
+             QStringLiteral("--server"), m_server->urlText("/")},
+            false);
     QCOMPARE(result.code, 3);
     QVERIFY(result.err.startsWith(QStringLiteral("error: the download engine was not found")));
 }
 
 void tst_PackageLauncher::tellsVersionsAndSizes()
 {
-    Result result = act("version");
+    LauncherResult result = act("version");
     QCOMPARE(result.code, 0);
     QVERIFY2(result.out.endsWith(QStringLiteral("on the server: 1.0\ninstalled: none\n")), qPrintable(result.out));
     result = act("size");
@@ -162,7 +140,7 @@ void tst_PackageLauncher::tellsVersionsAndSizes()
 
 void tst_PackageLauncher::installsRepairsAndRemoves()
 {
-    Result result = act("install");
+    LauncherResult result = act("install");
     QCOMPARE(result.err, QString());
     QCOMPARE(result.code, 0);
     QVERIFY2(result.out.contains(QStringLiteral("Finished: version 1.0, 2 of 2 files written, ")),
@@ -185,7 +163,7 @@ void tst_PackageLauncher::installsRepairsAndRemoves()
 void tst_PackageLauncher::removesOnlyWhatIsInstalled()
 {
     QVERIFY(PackageTree::write(install(), {{QStringLiteral("mine"), "mine"}}));
-    Result result = act("remove", {QStringLiteral("--with-files")});
+    LauncherResult result = act("remove", {QStringLiteral("--with-files")});
     QCOMPARE(result.code, 1);
     QVERIFY(result.err.contains(QStringLiteral("nothing was deleted")));
     QVERIFY(QFile::exists(install() + QStringLiteral("/mine")));
@@ -198,7 +176,7 @@ void tst_PackageLauncher::removesOnlyWhatIsInstalled()
 
 void tst_PackageLauncher::tellsWhyItFailed()
 {
-    const Result result = act("install", {QStringLiteral("--branch"), QStringLiteral("beta")});
+    const LauncherResult result = act("install", {QStringLiteral("--branch"), QStringLiteral("beta")});
     QCOMPARE(result.code, 1);
     QCOMPARE(result.err, QStringLiteral("error: demo: code 404: %1: the server answered with status 404\n")
                              .arg(m_server->urlText("/demo/branches/beta.json")));
@@ -208,9 +186,10 @@ void tst_PackageLauncher::tellsNamesAsTheyAre()
 {
     // "%2" is part of the name and of the address, not a place to fill in.
     const QString package = QStringLiteral("a%2b");
-    const Result result = run({QStringLiteral("package"), QStringLiteral("install"), QStringLiteral("--package"),
-                               package, QStringLiteral("--dir"), install(), QStringLiteral("--server"),
-                               m_server->urlText("/x%2Fy/"), QStringLiteral("--lang"), QStringLiteral("en-us")});
+    const LauncherResult result =
+        run({QStringLiteral("package"), QStringLiteral("install"), QStringLiteral("--package"), package,
+             QStringLiteral("--dir"), install(), QStringLiteral("--server"), m_server->urlText("/x%2Fy/"),
+             QStringLiteral("--lang"), QStringLiteral("en-us")});
     QCOMPARE(result.code, 1);
     QCOMPARE(result.err, QString(QStringLiteral("error: ") + package + QStringLiteral(": code 404: ") +
                                  m_server->urlText("/x%2Fy/a%252b/branches/main.json") +

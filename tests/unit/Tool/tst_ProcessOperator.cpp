@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "ProcessChild.h"
 #include "Tool/ProcessOperator.h"
 #include "Tool/ProcessQuery_win.h"
 
@@ -110,24 +111,10 @@ private:
 
 Machine* Machine::current = nullptr;
 
-/// \brief A running child, ended with its object.
-class Child : public QProcess
+class Child : public ProcessChild
 {
 public:
-    explicit Child(const QString& program)
-    {
-        setProgram(program);
-        setArguments({QString::number(QCoreApplication::applicationPid())});
-        start();
-        waitForStarted();
-    }
-    ~Child() override
-    {
-        if (state() == NotRunning)
-            return;
-        kill();
-        waitForFinished();
-    }
+    using ProcessChild::ProcessChild;
     int pid() const { return static_cast<int>(processId()); }
 };
 
