@@ -49,33 +49,41 @@ public:
     using HttpNetworkManager::m_extra;
 };
 
-/// An API object that shows what subclasses see, and notes the timer's interval of every attempt.
-class TestApi : public BaseHttpApi
+/// An API object that shows what subclasses of every one see.
+template<typename Api>
+class ShownApi : public Api
 {
 public:
-    using BaseHttpApi::BaseHttpApi;
+    using Api::Api;
+    using Api::m_baseUrl;
+    using Api::m_contentType;
+    using Api::m_cookies;
+    using Api::m_eTag;
+    using Api::m_headers;
+    using Api::m_networkManager;
+    using Api::m_params;
+    using Api::m_paramsString;
+    using Api::m_path;
+    using Api::m_reply;
+    using Api::m_retryBackoff;
+    using Api::m_retryLeft;
+    using Api::m_retryTimes;
+    using Api::m_timeout;
+    using Api::m_timer;
+    using Api::m_type;
+    using Api::parseReceiveData;
+    using Api::ResetRetryTimes;
+};
+
+/// One that makes requests, and notes the timer's interval of every attempt.
+class TestApi : public ShownApi<BaseHttpApi>
+{
+public:
     using BaseHttpApi::GetRequest;
     using BaseHttpApi::HeadRequest;
-    using BaseHttpApi::parseReceiveData;
     using BaseHttpApi::PostFormRequest;
     using BaseHttpApi::PostRequest;
-    using BaseHttpApi::ResetRetryTimes;
-    using BaseHttpApiInterface::m_baseUrl;
-    using BaseHttpApiInterface::m_contentType;
-    using BaseHttpApiInterface::m_cookies;
-    using BaseHttpApiInterface::m_eTag;
-    using BaseHttpApiInterface::m_headers;
-    using BaseHttpApiInterface::m_networkManager;
-    using BaseHttpApiInterface::m_params;
-    using BaseHttpApiInterface::m_paramsString;
-    using BaseHttpApiInterface::m_path;
-    using BaseHttpApiInterface::m_reply;
-    using BaseHttpApiInterface::m_retryBackoff;
-    using BaseHttpApiInterface::m_retryLeft;
-    using BaseHttpApiInterface::m_retryTimes;
-    using BaseHttpApiInterface::m_timeout;
-    using BaseHttpApiInterface::m_timer;
-    using BaseHttpApiInterface::m_type;
+    using ShownApi::ShownApi;
 
     void Send() override
     {

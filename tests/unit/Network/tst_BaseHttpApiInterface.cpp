@@ -11,29 +11,7 @@
 
 namespace {
 
-class Contract : public BaseHttpApiInterface
-{
-public:
-    using BaseHttpApiInterface::BaseHttpApiInterface;
-    using BaseHttpApiInterface::m_baseUrl;
-    using BaseHttpApiInterface::m_contentType;
-    using BaseHttpApiInterface::m_cookies;
-    using BaseHttpApiInterface::m_eTag;
-    using BaseHttpApiInterface::m_headers;
-    using BaseHttpApiInterface::m_networkManager;
-    using BaseHttpApiInterface::m_params;
-    using BaseHttpApiInterface::m_paramsString;
-    using BaseHttpApiInterface::m_path;
-    using BaseHttpApiInterface::m_reply;
-    using BaseHttpApiInterface::m_retryBackoff;
-    using BaseHttpApiInterface::m_retryLeft;
-    using BaseHttpApiInterface::m_retryTimes;
-    using BaseHttpApiInterface::m_timeout;
-    using BaseHttpApiInterface::m_timer;
-    using BaseHttpApiInterface::m_type;
-    using BaseHttpApiInterface::parseReceiveData;
-    using BaseHttpApiInterface::ResetRetryTimes;
-};
+using Contract = ShownApi<BaseHttpApiInterface>;
 
 #ifndef Q_CC_MSVC
 // Where a virtual function stands in the table of its class, counted in pointers.
