@@ -138,8 +138,18 @@ void addRows(const QVector<Field<Record>>& fields)
     }
 }
 
+using NamedTexts = QVector<QPair<const char*, QByteArray>>;
+
+/// \brief Column "text", a row for every text.
+inline void addTexts(const NamedTexts& texts)
+{
+    QTest::addColumn<QByteArray>("text");
+    for (const auto& text : texts)
+        QTest::newRow(text.first) << text.second;
+}
+
 /// \brief Texts that are no JSON document.
-inline QVector<QPair<const char*, QByteArray>> notJson()
+inline NamedTexts notJson()
 {
     return {
         {"empty", QByteArray()},
@@ -163,7 +173,7 @@ inline QVector<QPair<const char*, QByteArray>> notJson()
 }
 
 /// \brief JSON documents that are no objects.
-inline QVector<QPair<const char*, QByteArray>> notObjects()
+inline NamedTexts notObjects()
 {
     return {
         {"empty array", QByteArray("[]")},

@@ -314,9 +314,7 @@ void tst_GroupTaskModel::laterTextsDoNotReplaceTheError()
 
 void tst_GroupTaskModel::textThatIsNotJsonChangesNothing_data()
 {
-    QTest::addColumn<QByteArray>("text");
-    for (const auto& row : JsonRows::notJson())
-        QTest::newRow(row.first) << row.second;
+    JsonRows::addTexts(JsonRows::notJson());
 }
 
 void tst_GroupTaskModel::textThatIsNotJsonChangesNothing()

@@ -264,9 +264,7 @@ void tst_SingleTaskErrorModel::responseInfoOfAnyKindIsHarmless()
 
 void tst_SingleTaskErrorModel::textThatIsNotJsonChangesNothing_data()
 {
-    QTest::addColumn<QByteArray>("text");
-    for (const auto& row : JsonRows::notJson())
-        QTest::newRow(row.first) << row.second;
+    JsonRows::addTexts(JsonRows::notJson());
 }
 
 void tst_SingleTaskErrorModel::textThatIsNotJsonChangesNothing()

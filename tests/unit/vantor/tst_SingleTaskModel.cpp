@@ -164,9 +164,7 @@ void tst_SingleTaskModel::joinsTheNameChain()
 
 void tst_SingleTaskModel::textThatIsNotJsonChangesNothing_data()
 {
-    QTest::addColumn<QByteArray>("text");
-    for (const auto& row : JsonRows::notJson())
-        QTest::newRow(row.first) << row.second;
+    JsonRows::addTexts(JsonRows::notJson());
 }
 
 void tst_SingleTaskModel::textThatIsNotJsonChangesNothing()
@@ -190,9 +188,7 @@ void tst_SingleTaskModel::textThatIsNotJsonChangesNothing()
 
 void tst_SingleTaskModel::jsonThatIsNoObjectReadsAsEmpty_data()
 {
-    QTest::addColumn<QByteArray>("text");
-    for (const auto& row : JsonRows::notObjects())
-        QTest::newRow(row.first) << row.second;
+    JsonRows::addTexts(JsonRows::notObjects());
 }
 
 void tst_SingleTaskModel::jsonThatIsNoObjectReadsAsEmpty()

@@ -93,9 +93,7 @@ void tst_VantorTaskModel::readsAnyValue()
 
 void tst_VantorTaskModel::textThatIsNotJsonChangesNothing_data()
 {
-    QTest::addColumn<QByteArray>("text");
-    for (const auto& row : JsonRows::notJson())
-        QTest::newRow(row.first) << row.second;
+    JsonRows::addTexts(JsonRows::notJson());
 }
 
 void tst_VantorTaskModel::textThatIsNotJsonChangesNothing()
@@ -119,9 +117,7 @@ void tst_VantorTaskModel::textThatIsNotJsonChangesNothing()
 
 void tst_VantorTaskModel::jsonThatIsNoObjectReadsAsEmpty_data()
 {
-    QTest::addColumn<QByteArray>("text");
-    for (const auto& row : JsonRows::notObjects())
-        QTest::newRow(row.first) << row.second;
+    JsonRows::addTexts(JsonRows::notObjects());
 }
 
 void tst_VantorTaskModel::jsonThatIsNoObjectReadsAsEmpty()
