@@ -7,11 +7,11 @@
 #include "Network/BaseHttpApi.h"
 #include "Network/HttpNetworkManager.h"
 #include "OrvelCommon/Testing.h"
+#include "ProcessMemory.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
@@ -22,8 +22,6 @@
 #include <cstring>
 #include <memory>
 #include <vector>
-
-#include <malloc.h>
 
 namespace {
 
@@ -92,27 +90,6 @@ bool callPlainly(const QUrl& url, int calls)
         QCoreApplication::exec();
     }
     return failed == 0;
-}
-
-/// \brief Memory that the program holds, without what the allocator keeps for later, in KiB.
-std::size_t heldKiB()
-{
-    const struct mallinfo2 heap = mallinfo2();
-    return (heap.uordblks + heap.hblkhd) / 1024;
-}
-
-/// \brief Memory of the process in KiB, as the kernel counts it.
-long residentKiB()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    const QList<QByteArray> lines = status.readAll().split('\n');
-    for (const QByteArray& line : lines) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').first().toLong();
-    }
-    return 0;
 }
 
 int openSockets()

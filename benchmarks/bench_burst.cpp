@@ -4,6 +4,7 @@
 //   bench_burst [CALLBACKS]
 #include "EngineDouble.h"
 #include "GroupText.h"
+#include "ProcessMemory.h"
 
 #include "Manager/VantorDownloadManager.h"
 #include "OrvelCommon/Testing.h"
@@ -11,7 +12,6 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QLoggingCategory>
 #include <QTemporaryDir>
 
@@ -20,34 +20,11 @@
 #include <cstdlib>
 #include <vector>
 
-#include <malloc.h>
-
 namespace {
 
 constexpr int kBursts = 3;
 constexpr int kFilesPerGroup = 12;
 const QString kGuid = QStringLiteral("burst");
-
-/// \brief Memory of the process in KiB, as the kernel counts it; 0 when it cannot be read.
-long residentKiB()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    const QList<QByteArray> lines = status.readAll().split('\n');
-    for (const QByteArray& line : lines) {
-        if (line.startsWith("VmRSS:"))
-            return line.mid(6).trimmed().split(' ').first().toLong();
-    }
-    return 0;
-}
-
-/// \brief Memory that the program holds, without what the allocator keeps for later, in KiB.
-std::size_t heldKiB()
-{
-    const struct mallinfo2 heap = mallinfo2();
-    return (heap.uordblks + heap.hblkhd) / 1024;
-}
 
 double milliseconds(qint64 nanoseconds)
 {
