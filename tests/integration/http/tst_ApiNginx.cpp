@@ -2,16 +2,12 @@
 // The web API client against a real web server: what it receives, redirects, keep-alive, TLS.
 #include "Network/BaseHttpApi.h"
 #include "Network/HttpNetworkManager.h"
+#include "NginxServer.h"
 
-#include <QDir>
 #include <QFile>
 #include <QNetworkReply>
-#include <QProcess>
 #include <QSslCertificate>
 #include <QSslConfiguration>
-#include <QTcpServer>
-#include <QTcpSocket>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <memory>
@@ -19,13 +15,9 @@
 
 namespace {
 
-const char* const kConfiguration = R"(daemon off; master_process off; pid PREFIX/nginx.pid; error_log PREFIX/error.log;
-events { worker_connections 256; }
-http {
+const char* const kSites = R"(
     log_format own '$connection $request';
     access_log PREFIX/access.log own;
-    client_body_temp_path PREFIX/t1; proxy_temp_path PREFIX/t2; fastcgi_temp_path PREFIX/t3;
-    uwsgi_temp_path PREFIX/t4; scgi_temp_path PREFIX/t5;
     server {
         listen 127.0.0.1:PLAIN;
         root PREFIX/www;
@@ -42,27 +34,11 @@ http {
     }
     server {
         listen 127.0.0.1:TLS ssl;
-        ssl_certificate PREFIX/server.pem; ssl_certificate_key PREFIX/server.key;
+        CERTIFICATE
         location = /hello { return 200 "hello"; }
         location = /down { return 302 http://127.0.0.1:PLAIN/echo; }
     }
-}
 )";
-
-quint16 freePort()
-{
-    QTcpServer probe;
-    return probe.listen(QHostAddress::LocalHost) ? probe.serverPort() : quint16(0);
-}
-
-bool run(const QString& command)
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    const QStringList words = command.split(QLatin1Char(' '));
-    process.start(words.first(), words.mid(1));
-    return process.waitForFinished(60000) && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
-}
 
 bool writeFile(const QString& path, const QByteArray& content)
 {
@@ -117,72 +93,30 @@ private Q_SLOTS:
 private:
     QString plain(const char* path) const
     {
-        return QStringLiteral("http://127.0.0.1:%1%2").arg(m_port).arg(QLatin1String(path));
+        return QStringLiteral("http://127.0.0.1:%1%2").arg(m_server->port()).arg(QLatin1String(path));
     }
     QString secure(const char* path) const
     {
-        return QStringLiteral("https://localhost:%1%2").arg(m_tlsPort).arg(QLatin1String(path));
+        return QStringLiteral("https://localhost:%1%2").arg(m_server->tlsPort()).arg(QLatin1String(path));
     }
-    QString file(const char* name) const { return m_root->filePath(QLatin1String(name)); }
+    QString file(const char* name) const { return m_server->path(QLatin1String(name)); }
     // The outcome of one call as text: "succeed BODY" or "failed CODE STATUS QTERROR".
     QString call(BaseHttpApi& api, const QString& url);
-    void makeCertificates();
 
-    std::unique_ptr<QTemporaryDir> m_root;
+    std::unique_ptr<NginxServer> m_server;
     std::unique_ptr<HttpNetworkManager> m_manager;
-    QProcess m_nginx;
-    quint16 m_port = 0;
-    quint16 m_tlsPort = 0;
 };
-
-void tst_ApiNginx::makeCertificates()
-{
-    // An authority of our own, and the server's certificate signed by it.
-    const QString folder = m_root->path();
-    QVERIFY(writeFile(file("ext"), "subjectAltName=DNS:localhost\n"));
-    QVERIFY(run(QStringLiteral("openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=Authority "
-                               "-keyout %1/ca.key -out %1/ca.pem")
-                    .arg(folder)));
-    QVERIFY(run(QStringLiteral("openssl req -newkey rsa:2048 -nodes -subj /CN=localhost "
-                               "-keyout %1/server.key -out %1/server.csr")
-                    .arg(folder)));
-    QVERIFY(run(QStringLiteral("openssl x509 -req -in %1/server.csr -CA %1/ca.pem -CAkey %1/ca.key -CAcreateserial "
-                               "-days 2 -extfile %1/ext -out %1/server.pem")
-                    .arg(folder)));
-}
 
 void tst_ApiNginx::initTestCase()
 {
-    m_root = std::make_unique<QTemporaryDir>();
-    QVERIFY(QDir(m_root->path()).mkpath(QStringLiteral("www")));
-    m_port = freePort();
-    m_tlsPort = freePort();
-    QVERIFY(m_port != 0 && m_tlsPort != 0 && m_port != m_tlsPort);
-    makeCertificates();
-
-    QByteArray text(kConfiguration);
-    text.replace("PREFIX", m_root->path().toUtf8());
-    text.replace("PLAIN", QByteArray::number(m_port));
-    text.replace("TLS", QByteArray::number(m_tlsPort));
-    QVERIFY(writeFile(file("nginx.conf"), text));
-    m_nginx.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    // Debian's place for it is not on everybody's path.
-    m_nginx.start(QStringLiteral("/usr/sbin/nginx"), {QStringLiteral("-c"), file("nginx.conf")});
-    QVERIFY(m_nginx.waitForStarted());
-    QTRY_VERIFY([this] {
-        QTcpSocket socket;
-        socket.connectToHost(QStringLiteral("127.0.0.1"), m_port);
-        return socket.waitForConnected(1000);
-    }());
+    m_server = std::make_unique<NginxServer>();
+    m_server->start(kSites);
 }
 
 void tst_ApiNginx::cleanupTestCase()
 {
     m_manager.reset();
-    m_nginx.terminate();
-    if (!m_nginx.waitForFinished(5000))
-        m_nginx.kill();
-    m_nginx.waitForFinished();
+    m_server.reset();
 }
 
 void tst_ApiNginx::init()
@@ -351,7 +285,7 @@ void tst_ApiNginx::refusesAnUnknownAuthority()
 void tst_ApiNginx::acceptsAConfiguredAuthority()
 {
     const DefaultTls tls;
-    tls.trust(file("ca.pem"));
+    tls.trust(m_server->authority());
     BaseHttpApi api;
     QCOMPARE(call(api, secure("/hello")), QStringLiteral("succeed hello"));
     BaseHttpApi redirected;
@@ -361,7 +295,7 @@ void tst_ApiNginx::acceptsAConfiguredAuthority()
 void tst_ApiNginx::doesNotFollowFromTlsToPlain()
 {
     const DefaultTls tls;
-    tls.trust(file("ca.pem"));
+    tls.trust(m_server->authority());
     BaseHttpApi api;
     QCOMPARE(call(api, secure("/down")),
              QStringLiteral("failed 3002 302 %1").arg(int(QNetworkReply::InsecureRedirectError)));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The HTTP back-end against a real file server: killed processes, many files, a slow line, TLS.
 #include "Network/DownloadManager.h"
+#include "NginxServer.h"
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -10,8 +11,6 @@
 #include <QRandomGenerator>
 #include <QSslCertificate>
 #include <QSslConfiguration>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -21,18 +20,26 @@ namespace {
 
 constexpr int kMegabyte = 1024 * 1024;
 
+const char* const kSites = R"(
+    access_log off;
+    server {
+        listen 127.0.0.1:PLAIN;
+        root PREFIX/www;
+        location /slow/ { alias PREFIX/www/; limit_rate 2m; }
+    }
+    server {
+        listen 127.0.0.1:TLS ssl;
+        CERTIFICATE
+        root PREFIX/www;
+    }
+)";
+
 QByteArray block(int number)
 {
     QByteArray bytes(kMegabyte, '\0');
     QRandomGenerator generator(static_cast<quint32>(number));
     generator.fillRange(reinterpret_cast<quint32*>(bytes.data()), kMegabyte / 4);
     return bytes;
-}
-
-quint16 freePort()
-{
-    QTcpServer probe;
-    return probe.listen(QHostAddress::LocalHost) ? probe.serverPort() : quint16(0);
 }
 
 QString md5OfFile(const QString& path)
@@ -68,93 +75,28 @@ private Q_SLOTS:
     void downloadsOverTls();
 
 private:
-    QString www(const QString& name) const { return m_root->filePath(QStringLiteral("www/") + name); }
-    QString url(const QString& name) const { return QStringLiteral("http://127.0.0.1:%1/%2").arg(m_port).arg(name); }
+    QString www(const QString& name) const { return m_server->path(QStringLiteral("www/") + name); }
+    QString url(const QString& name) const
+    {
+        return QStringLiteral("http://127.0.0.1:%1/%2").arg(m_server->port()).arg(name);
+    }
     DownloadTaskModel model(const QString& url, const QString& source) const;
     bool download(const QVector<DownloadTaskModel>& models, int timeoutMs, QString* failure) const;
 
-    std::unique_ptr<QTemporaryDir> m_root;
+    std::unique_ptr<NginxServer> m_server;
     std::unique_ptr<QTemporaryDir> m_target;
-    QProcess m_nginx;
-    quint16 m_port = 0;
-    quint16 m_tlsPort = 0;
 };
 
 void tst_HttpNginx::initTestCase()
 {
-    m_root = std::make_unique<QTemporaryDir>();
-    QVERIFY(QDir(m_root->path()).mkpath(QStringLiteral("www")));
-    m_port = freePort();
-    m_tlsPort = freePort();
-    QVERIFY(m_port != 0 && m_tlsPort != 0 && m_port != m_tlsPort);
-
-    // An authority of our own, and the server's certificate signed by it.
-    const QDir root(m_root->path());
-    const auto path = [&root](const char* name) { return root.filePath(QString::fromLatin1(name)); };
-    const QString openssl = QStringLiteral("openssl");
-    QCOMPARE(run(openssl, {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-newkey"),
-                           QStringLiteral("rsa:2048"), QStringLiteral("-nodes"), QStringLiteral("-days"),
-                           QStringLiteral("2"), QStringLiteral("-subj"), QStringLiteral("/CN=Test authority"),
-                           QStringLiteral("-keyout"), path("ca.key"), QStringLiteral("-out"), path("ca.pem")}),
-             0);
-    QCOMPARE(run(openssl, {QStringLiteral("req"), QStringLiteral("-newkey"), QStringLiteral("rsa:2048"),
-                           QStringLiteral("-nodes"), QStringLiteral("-subj"), QStringLiteral("/CN=localhost"),
-                           QStringLiteral("-keyout"), path("server.key"), QStringLiteral("-out"), path("server.csr")}),
-             0);
-    QFile extensions(path("ext"));
-    QVERIFY(extensions.open(QIODevice::WriteOnly));
-    extensions.write("subjectAltName=DNS:localhost\n");
-    extensions.close();
-    QCOMPARE(run(openssl, {QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"), path("server.csr"),
-                           QStringLiteral("-CA"), path("ca.pem"), QStringLiteral("-CAkey"), path("ca.key"),
-                           QStringLiteral("-CAcreateserial"), QStringLiteral("-days"), QStringLiteral("2"),
-                           QStringLiteral("-extfile"), path("ext"), QStringLiteral("-out"), path("server.pem")}),
-             0);
-
-    QFile configuration(path("nginx.conf"));
-    QVERIFY(configuration.open(QIODevice::WriteOnly));
-    QByteArray text(R"(daemon off; master_process off; pid PREFIX/nginx.pid; error_log PREFIX/error.log;
-events { worker_connections 256; }
-http {
-    access_log off;
-    client_body_temp_path PREFIX/t1; proxy_temp_path PREFIX/t2; fastcgi_temp_path PREFIX/t3;
-    uwsgi_temp_path PREFIX/t4; scgi_temp_path PREFIX/t5;
-    server {
-        listen 127.0.0.1:PLAIN;
-        root PREFIX/www;
-        location /slow/ { alias PREFIX/www/; limit_rate 2m; }
-    }
-    server {
-        listen 127.0.0.1:TLS ssl;
-        ssl_certificate PREFIX/server.pem; ssl_certificate_key PREFIX/server.key;
-        root PREFIX/www;
-    }
-}
-)");
-    text.replace("PREFIX", m_root->path().toUtf8());
-    text.replace("PLAIN", QByteArray::number(m_port));
-    text.replace("TLS", QByteArray::number(m_tlsPort));
-    configuration.write(text);
-    configuration.close();
-    // Debian's place for it is not on everybody's path.
-    m_nginx.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_nginx.start(QStringLiteral("/usr/sbin/nginx"), {QStringLiteral("-c"), path("nginx.conf")});
-    QVERIFY(m_nginx.waitForStarted());
-    QTRY_VERIFY([this] {
-        QTcpSocket socket;
-        socket.connectToHost(QStringLiteral("127.0.0.1"), m_port);
-        return socket.waitForConnected(1000);
-    }());
+    m_server = std::make_unique<NginxServer>();
+    m_server->start(kSites);
 }
 
 void tst_HttpNginx::cleanupTestCase()
 {
-    m_nginx.terminate();
-    if (!m_nginx.waitForFinished(5000))
-        m_nginx.kill();
-    m_nginx.waitForFinished();
     m_target.reset();
-    m_root.reset();
+    m_server.reset();
 }
 
 void tst_HttpNginx::init()
@@ -266,7 +208,7 @@ void tst_HttpNginx::downloadsOverTls()
     file.write(block(7));
     file.close();
     const DownloadTaskModel described =
-        model(QStringLiteral("https://localhost:%1/tls.bin").arg(m_tlsPort), file.fileName());
+        model(QStringLiteral("https://localhost:%1/tls.bin").arg(m_server->tlsPort()), file.fileName());
     // Nobody knows the authority yet.
     QString failure;
     QVERIFY(!download({described}, 20000, &failure));
@@ -274,7 +216,7 @@ void tst_HttpNginx::downloadsOverTls()
 
     const QSslConfiguration saved = QSslConfiguration::defaultConfiguration();
     QSslConfiguration trusting = saved;
-    trusting.setCaCertificates(QSslCertificate::fromPath(m_root->filePath(QStringLiteral("ca.pem"))));
+    trusting.setCaCertificates(QSslCertificate::fromPath(m_server->authority()));
     QSslConfiguration::setDefaultConfiguration(trusting);
     failure.clear();
     const bool finished = download({described}, 20000, &failure);
