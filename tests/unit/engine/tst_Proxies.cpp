@@ -29,6 +29,17 @@ QUrl there(const char* text = "http://files.invalid/f")
     return QUrl(QString::fromLatin1(text));
 }
 
+/// The file of 100 bytes that is there().
+FileSpec fileFor(const QTemporaryDir& folder)
+{
+    FileSpec wanted;
+    wanted.url = there().toString();
+    wanted.directory = folder.path() + QLatin1Char('/');
+    wanted.name = QStringLiteral("f");
+    wanted.size = 100;
+    return wanted;
+}
+
 /// A system that answers when it is told to. Shared with the thread that asks, which may be the last to go.
 struct SlowSystem
 {
@@ -216,13 +227,8 @@ void tst_Proxies::downloadsThroughWhatTheSystemSays()
     services.proxies.setLookUp(
         [port = server.port()](const QNetworkProxyQuery&) { return QList<QNetworkProxy>{proxyAt("127.0.0.1", port)}; },
         kLongMs);
-    FileSpec wanted;
-    wanted.url = there().toString();
-    wanted.directory = folder.path() + QLatin1Char('/');
-    wanted.name = QStringLiteral("f");
-    wanted.size = 100;
     Listener listener;
-    FileJob file(wanted, QStringLiteral("g"), services, listener);
+    FileJob file(fileFor(folder), QStringLiteral("g"), services, listener);
     file.survey();
     file.start();
     QTRY_COMPARE(listener.status, ItemStatus::Success);
@@ -242,13 +248,8 @@ void tst_Proxies::startsTheClockAfterTheAnswer()
     EngineServices services(callbacks, log, settings);
     const auto system = std::make_shared<SlowSystem>();
     services.proxies.setLookUp(slowly(system, proxyAt("127.0.0.1", server.port())), kLongMs);
-    FileSpec wanted;
-    wanted.url = there().toString();
-    wanted.directory = folder.path() + QLatin1Char('/');
-    wanted.name = QStringLiteral("f");
-    wanted.size = 100;
     Listener listener;
-    FileJob file(wanted, QStringLiteral("g"), services, listener);
+    FileJob file(fileFor(folder), QStringLiteral("g"), services, listener);
     file.survey();
     file.start();
     // Longer than the server may take, and nobody was kept from working meanwhile.

@@ -79,6 +79,7 @@ private Q_SLOTS:
 
 private:
     void createExporter();
+    void endThreads();
     void destroyExporter();
 
     std::unique_ptr<EngineDoubleClient> engine;
@@ -102,6 +103,17 @@ void tst_VantorExporter::createExporter()
 {
     exporter = std::make_unique<VantorExporter>(nullptr);
     engine->TakeCalls();
+}
+
+/// Ends the exporter's threads, which it must have.
+void tst_VantorExporter::endThreads()
+{
+    const QList<QPointer<QThread>> both{groupThread(), chunkThread()};
+    threads << both;
+    for (const QPointer<QThread>& thread : both)
+        thread->quit();
+    for (const QPointer<QThread>& thread : both)
+        QVERIFY(thread->wait());
 }
 
 void tst_VantorExporter::destroyExporter()
@@ -288,11 +300,7 @@ void tst_VantorExporter::endedThreadIsReplaced()
     QVERIFY(exporter->Init(QString(), QString(), 0, 0));
     const QPointer<QThread> first = groupThread();
     const QPointer<QThread> firstChunk = chunkThread();
-    threads << first << firstChunk;
-    first->quit();
-    firstChunk->quit();
-    QVERIFY(first->wait());
-    QVERIFY(firstChunk->wait());
+    endThreads();
     QCoreApplication::processEvents(); // the exporter learns of it
     QVERIFY(exporter->Init(QString(), QString(), 0, 0));
     QVERIFY(groupThread() != first);
@@ -318,11 +326,7 @@ void tst_VantorExporter::endedThreadIsReplacedAtOnce()
     QVERIFY(exporter->Init(QString(), QString(), 0, 0));
     const QPointer<QThread> first = groupThread();
     const QPointer<QThread> firstChunk = chunkThread();
-    threads << first << firstChunk;
-    first->quit();
-    firstChunk->quit();
-    QVERIFY(first->wait());
-    QVERIFY(firstChunk->wait());
+    endThreads();
     QVERIFY(exporter->Init(QString(), QString(), 0, 0));
     const QPointer<QThread> second = groupThread();
     const QPointer<QThread> secondChunk = chunkThread();
