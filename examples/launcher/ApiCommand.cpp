@@ -59,19 +59,9 @@ void configure(BaseHttpApi* api, const ApiOptions& options)
 
 } // namespace
 
-QString ApiCommand::name() const
+ApiCommand::ApiCommand()
+    : Command(QStringLiteral("api"), QStringLiteral("call a web API and print its answer"), ApiOptions::help())
 {
-    return QStringLiteral("api");
-}
-
-QString ApiCommand::summary() const
-{
-    return QStringLiteral("call a web API and print its answer");
-}
-
-QString ApiCommand::help() const
-{
-    return ApiOptions::help();
 }
 
 void ApiCommand::addOptions(QCommandLineParser* parser) const

@@ -9,11 +9,9 @@ struct ApiOptions;
 class ApiCommand : public Command
 {
 public:
-    QString name() const override;
-    QString summary() const override;
+    ApiCommand();
 
 protected:
-    QString help() const override;
     void addOptions(QCommandLineParser* parser) const override;
     int execute(const QCommandLineParser& parser) override;
 

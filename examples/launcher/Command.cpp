@@ -6,6 +6,11 @@
 
 #include <QCommandLineParser>
 
+Command::Command(const QString& name, const QString& summary, const QString& help)
+    : m_name(name), m_summary(summary), m_help(help)
+{
+}
+
 int Command::run(const QStringList& arguments)
 {
     // What the library has to say about its steps is not for the screen. A command may still send it to a file.
@@ -18,7 +23,7 @@ int Command::run(const QStringList& arguments)
     if (!parser.parse(QStringList(QString()) + arguments))
         return refuse(parser.errorText());
     if (parser.isSet(helpOption)) {
-        Terminal::write(Terminal::Stream::Output, help());
+        Terminal::write(Terminal::Stream::Output, m_help);
         return ExitCode::kAllFinished;
     }
     return execute(parser);
@@ -30,7 +35,7 @@ void Command::addOptions(QCommandLineParser*) const
 
 int Command::refuse(const QString& reason) const
 {
-    return fail(QStringLiteral("%1 (see launcher %2 --help)").arg(reason, name()), ExitCode::kWrongUse);
+    return fail(QStringLiteral("%1 (see launcher %2 --help)").arg(reason, m_name), ExitCode::kWrongUse);
 }
 
 int Command::fail(const QString& reason, int exitCode)

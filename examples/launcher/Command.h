@@ -15,19 +15,22 @@ class Command
 {
 public:
     virtual ~Command() = default;
+    Command(const Command&) = delete;
+    Command& operator=(const Command&) = delete;
 
     /// \brief What the user types after "launcher".
-    virtual QString name() const = 0;
+    QString name() const { return m_name; }
     /// \brief One line for the list of commands.
-    virtual QString summary() const = 0;
+    QString summary() const { return m_summary; }
     /// \brief Parses the arguments and does what they ask for.
     /// \param arguments what follows the command's name
     /// \return the exit code of the program, see ExitCode.h
     virtual int run(const QStringList& arguments);
 
 protected:
-    /// \brief The text of "launcher COMMAND --help".
-    virtual QString help() const = 0;
+    /// \param help the text of "launcher COMMAND --help"
+    Command(const QString& name, const QString& summary, const QString& help);
+
     /// \brief Adds options beyond --help.
     virtual void addOptions(QCommandLineParser* parser) const;
     /// \brief Does the work, with an event loop of its own where it needs one.
@@ -39,4 +42,9 @@ protected:
     int refuse(const QString& reason) const;
     /// \brief Says why it could not be done. \return `exitCode`
     static int fail(const QString& reason, int exitCode = ExitCode::kNotDone);
+
+private:
+    const QString m_name;
+    const QString m_summary;
+    const QString m_help;
 };

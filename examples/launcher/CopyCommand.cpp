@@ -151,19 +151,9 @@ private:
 
 } // namespace
 
-QString CopyCommand::name() const
+CopyCommand::CopyCommand()
+    : Command(QStringLiteral("copy"), QStringLiteral("copy a folder tree, without what is there already"), kHelp)
 {
-    return QStringLiteral("copy");
-}
-
-QString CopyCommand::summary() const
-{
-    return QStringLiteral("copy a folder tree, without what is there already");
-}
-
-QString CopyCommand::help() const
-{
-    return kHelp;
 }
 
 void CopyCommand::addOptions(QCommandLineParser* parser) const

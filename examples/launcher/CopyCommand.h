@@ -7,11 +7,9 @@
 class CopyCommand : public Command
 {
 public:
-    QString name() const override;
-    QString summary() const override;
+    CopyCommand();
 
 protected:
-    QString help() const override;
     void addOptions(QCommandLineParser* parser) const override;
     int execute(const QCommandLineParser& parser) override;
 };

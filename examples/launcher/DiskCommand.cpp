@@ -27,19 +27,9 @@ Exit codes:
 
 } // namespace
 
-QString DiskCommand::name() const
+DiskCommand::DiskCommand()
+    : ToolCommand(QStringLiteral("disk"), QStringLiteral("tell the space and the kind of a disk"), kHelp)
 {
-    return QStringLiteral("disk");
-}
-
-QString DiskCommand::summary() const
-{
-    return QStringLiteral("tell the space and the kind of a disk");
-}
-
-QString DiskCommand::help() const
-{
-    return kHelp;
 }
 
 int DiskCommand::execute(const QCommandLineParser& parser)

@@ -7,11 +7,9 @@
 class DiskCommand : public ToolCommand
 {
 public:
-    QString name() const override;
-    QString summary() const override;
+    DiskCommand();
 
 protected:
-    QString help() const override;
     int execute(const QCommandLineParser& parser) override;
 
 private:

@@ -26,19 +26,10 @@ std::unique_ptr<DownloadRun> makeRun(const DownloadOptions& options, ProgressDis
 
 } // namespace
 
-QString DownloadCommand::name() const
+DownloadCommand::DownloadCommand()
+    : Command(QStringLiteral("download"), QStringLiteral("download files into a folder, verified and resumable"),
+              DownloadOptions::help())
 {
-    return QStringLiteral("download");
-}
-
-QString DownloadCommand::summary() const
-{
-    return QStringLiteral("download files into a folder, verified and resumable");
-}
-
-QString DownloadCommand::help() const
-{
-    return DownloadOptions::help();
 }
 
 void DownloadCommand::addOptions(QCommandLineParser* parser) const

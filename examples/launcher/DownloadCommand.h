@@ -9,11 +9,9 @@ struct DownloadOptions;
 class DownloadCommand : public Command
 {
 public:
-    QString name() const override;
-    QString summary() const override;
+    DownloadCommand();
 
 protected:
-    QString help() const override;
     void addOptions(QCommandLineParser* parser) const override;
     int execute(const QCommandLineParser& parser) override;
 

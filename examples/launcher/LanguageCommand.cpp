@@ -28,19 +28,9 @@ Exit codes:
 
 } // namespace
 
-QString LanguageCommand::name() const
+LanguageCommand::LanguageCommand()
+    : ToolCommand(QStringLiteral("language"), QStringLiteral("tell the language of the user interface"), kHelp)
 {
-    return QStringLiteral("language");
-}
-
-QString LanguageCommand::summary() const
-{
-    return QStringLiteral("tell the language of the user interface");
-}
-
-QString LanguageCommand::help() const
-{
-    return kHelp;
 }
 
 int LanguageCommand::execute(const QCommandLineParser& parser)

@@ -7,10 +7,8 @@
 class LanguageCommand : public ToolCommand
 {
 public:
-    QString name() const override;
-    QString summary() const override;
+    LanguageCommand();
 
 protected:
-    QString help() const override;
     int execute(const QCommandLineParser& parser) override;
 };

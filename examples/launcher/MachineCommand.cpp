@@ -26,19 +26,9 @@ Exit codes:
 
 } // namespace
 
-QString MachineCommand::name() const
+MachineCommand::MachineCommand()
+    : ToolCommand(QStringLiteral("machine"), QStringLiteral("describe this machine"), kHelp)
 {
-    return QStringLiteral("machine");
-}
-
-QString MachineCommand::summary() const
-{
-    return QStringLiteral("describe this machine");
-}
-
-QString MachineCommand::help() const
-{
-    return kHelp;
 }
 
 int MachineCommand::execute(const QCommandLineParser& parser)

@@ -7,10 +7,8 @@
 class MachineCommand : public ToolCommand
 {
 public:
-    QString name() const override;
-    QString summary() const override;
+    MachineCommand();
 
 protected:
-    QString help() const override;
     int execute(const QCommandLineParser& parser) override;
 };

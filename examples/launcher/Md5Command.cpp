@@ -107,19 +107,8 @@ private:
 
 } // namespace
 
-QString Md5Command::name() const
+Md5Command::Md5Command() : Command(QStringLiteral("md5"), QStringLiteral("print the MD5 of files"), kHelp)
 {
-    return QStringLiteral("md5");
-}
-
-QString Md5Command::summary() const
-{
-    return QStringLiteral("print the MD5 of files");
-}
-
-QString Md5Command::help() const
-{
-    return kHelp;
 }
 
 void Md5Command::addOptions(QCommandLineParser* parser) const

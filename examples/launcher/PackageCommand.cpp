@@ -34,19 +34,10 @@ bool writes(const PackageOptions& options)
 
 } // namespace
 
-QString PackageCommand::name() const
+PackageCommand::PackageCommand()
+    : Command(QStringLiteral("package"), QStringLiteral("install, update, repair or remove a package made of chunks"),
+              PackageOptions::help())
 {
-    return QStringLiteral("package");
-}
-
-QString PackageCommand::summary() const
-{
-    return QStringLiteral("install, update, repair or remove a package made of chunks");
-}
-
-QString PackageCommand::help() const
-{
-    return PackageOptions::help();
 }
 
 void PackageCommand::addOptions(QCommandLineParser* parser) const

@@ -30,19 +30,9 @@ const QString kKill = QStringLiteral("kill");
 
 } // namespace
 
-QString ProcessCommand::name() const
+ProcessCommand::ProcessCommand()
+    : ToolCommand(QStringLiteral("process"), QStringLiteral("find and end processes (Windows)"), kHelp)
 {
-    return QStringLiteral("process");
-}
-
-QString ProcessCommand::summary() const
-{
-    return QStringLiteral("find and end processes (Windows)");
-}
-
-QString ProcessCommand::help() const
-{
-    return kHelp;
 }
 
 void ProcessCommand::addOptions(QCommandLineParser* parser) const

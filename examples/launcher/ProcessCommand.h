@@ -7,11 +7,9 @@
 class ProcessCommand : public ToolCommand
 {
 public:
-    QString name() const override;
-    QString summary() const override;
+    ProcessCommand();
 
 protected:
-    QString help() const override;
     void addOptions(QCommandLineParser* parser) const override;
     int execute(const QCommandLineParser& parser) override;
 

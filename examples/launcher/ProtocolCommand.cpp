@@ -33,19 +33,9 @@ bool isScheme(const QString& text)
 
 } // namespace
 
-QString ProtocolCommand::name() const
+ProtocolCommand::ProtocolCommand()
+    : ToolCommand(QStringLiteral("protocol"), QStringLiteral("register the handler of a URL scheme (Windows)"), kHelp)
 {
-    return QStringLiteral("protocol");
-}
-
-QString ProtocolCommand::summary() const
-{
-    return QStringLiteral("register the handler of a URL scheme (Windows)");
-}
-
-QString ProtocolCommand::help() const
-{
-    return kHelp;
 }
 
 int ProtocolCommand::execute(const QCommandLineParser& parser)

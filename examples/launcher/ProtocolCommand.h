@@ -7,11 +7,9 @@
 class ProtocolCommand : public ToolCommand
 {
 public:
-    QString name() const override;
-    QString summary() const override;
+    ProtocolCommand();
 
 protected:
-    QString help() const override;
     int execute(const QCommandLineParser& parser) override;
 
 private:

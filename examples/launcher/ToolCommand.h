@@ -16,6 +16,7 @@ public:
     int run(const QStringList& arguments) final;
 
 protected:
+    using Command::Command;
     using Rows = QVector<QPair<QString, QString>>; ///< label and value, in order
 
     /// \brief Prints a table with a line for each row. An empty value is "not known".

@@ -151,19 +151,9 @@ private:
 
 } // namespace
 
-QString UnpackCommand::name() const
+UnpackCommand::UnpackCommand()
+    : Command(QStringLiteral("unpack"), QStringLiteral("extract an archive into a folder with 7-Zip"), kHelp)
 {
-    return QStringLiteral("unpack");
-}
-
-QString UnpackCommand::summary() const
-{
-    return QStringLiteral("extract an archive into a folder with 7-Zip");
-}
-
-QString UnpackCommand::help() const
-{
-    return kHelp;
 }
 
 void UnpackCommand::addOptions(QCommandLineParser* parser) const

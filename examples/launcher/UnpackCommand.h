@@ -7,11 +7,9 @@
 class UnpackCommand : public Command
 {
 public:
-    QString name() const override;
-    QString summary() const override;
+    UnpackCommand();
 
 protected:
-    QString help() const override;
     void addOptions(QCommandLineParser* parser) const override;
     int execute(const QCommandLineParser& parser) override;
 };
