@@ -32,7 +32,6 @@ void DownloadHttpSession::connectManager()
 
 void DownloadHttpSession::start()
 {
-    setState(State::Running);
     startClock();
     m_foundBytes = bytesInPlace() + bytesInParts();
     makeGroups();
@@ -114,13 +113,8 @@ void DownloadHttpSession::startNextGroup()
         endFinished(m_foundBytes);
 }
 
-void DownloadHttpSession::interrupt()
+void DownloadHttpSession::cancel()
 {
-    if (state() != State::Running)
-        return;
-    setState(State::Stopping);
-    display().note(QStringLiteral("Stopping ..."));
-    display().clear();
     // Ends at once: cancelled() is emitted on the way.
     m_manager.StopDownloadTask(m_groupId);
 }
@@ -193,5 +187,5 @@ void DownloadHttpSession::onGroupFinished()
 void DownloadHttpSession::onCancelled()
 {
     if (state() == State::Stopping)
-        end(ExitCode::kInterrupted);
+        endStopped();
 }

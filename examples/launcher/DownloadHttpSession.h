@@ -24,8 +24,9 @@ class DownloadHttpSession : public DownloadRun
 public:
     DownloadHttpSession(const DownloadOptions& options, ProgressDisplay* display, QObject* parent = nullptr);
 
+protected:
     void start() override;
-    void interrupt() override;
+    void cancel() override;
 
 private:
     void connectManager();

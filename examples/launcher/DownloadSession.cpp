@@ -12,27 +12,13 @@
 
 namespace {
 
-constexpr int kStopLimitMs = 5000;
-constexpr int kMsPerSecond = 1000;
 const QLatin1String kDuplicated("Duplicated");
 
 } // namespace
 
 DownloadSession::DownloadSession(const DownloadOptions& options, ProgressDisplay* display, QObject* parent)
-    : DownloadRun(options, display, parent),
-      m_controller(nullptr, QStringLiteral("launcher")),
-      m_silence(this),
-      m_stopLimit(this)
+    : DownloadRun(options, display, parent), m_controller(nullptr, QStringLiteral("launcher"))
 {
-    m_silence.setSingleShot(true);
-    m_silence.setInterval(options.patienceSeconds * kMsPerSecond);
-    m_stopLimit.setSingleShot(true);
-    m_stopLimit.setTimerType(Qt::PreciseTimer); // the warning names the time
-    m_stopLimit.setInterval(kStopLimitMs);
-    connect(&m_silence, &QTimer::timeout, this, &DownloadSession::onSilence);
-    connect(this, &DownloadSession::ended, &m_silence, &QTimer::stop);
-    connect(this, &DownloadSession::ended, &m_stopLimit, &QTimer::stop);
-    connect(&m_stopLimit, &QTimer::timeout, this, &DownloadSession::stopTimedOut);
     connectController();
 }
 
@@ -51,17 +37,13 @@ void DownloadSession::connectController()
     VantorExporter* const exporter = VantorExporter::Instance();
     connect(exporter, &VantorExporter::onGroupTaskCallback, this,
             [this](const QString& /*guid*/, const QString& data) { onGroupCallback(data); });
-    connect(exporter, &VantorExporter::onSingleTaskCallback, &m_silence, [this] {
-        if (m_silence.isActive())
-            m_silence.start();
-    });
+    connect(exporter, &VantorExporter::onSingleTaskCallback, this, &DownloadSession::noteSignOfLife);
 }
 
 void DownloadSession::start()
 {
-    setState(State::Running);
     startClock();
-    m_silence.start();
+    watchEngine(options().patienceSeconds);
     display().show(m_progress);
 
     m_controller.SetLogTag("[launcher]");
@@ -72,31 +54,9 @@ void DownloadSession::start()
     m_controller.StartDownloadTask(m_groupId, options().folder);
 }
 
-void DownloadSession::interrupt()
+void DownloadSession::cancel()
 {
-    if (state() == State::Running) {
-        display().note(QStringLiteral("Stopping ..."));
-        stop(ExitCode::kInterrupted);
-    } else if (state() == State::Stopping) {
-        end(ExitCode::kInterrupted);
-    }
-}
-
-void DownloadSession::stop(int exitCode)
-{
-    setState(State::Stopping);
-    m_stopExitCode = exitCode;
-    m_silence.stop();
-    display().clear();
-    m_stopLimit.start();
     m_controller.StopDownloadTask(m_groupId);
-}
-
-void DownloadSession::stopTimedOut()
-{
-    display().error(
-        QStringLiteral("warning: the engine has not confirmed the stop within %1").arg(seconds(kStopLimitMs)));
-    end(m_stopExitCode);
 }
 
 void DownloadSession::onDownloadProgress(const ProgressInfo& info)
@@ -160,7 +120,7 @@ void DownloadSession::onError(const TaskInfo& info)
 void DownloadSession::onCancelled()
 {
     if (state() == State::Stopping) {
-        end(m_stopExitCode);
+        endStopped();
         return;
     }
     if (state() != State::Running)
@@ -172,8 +132,7 @@ void DownloadSession::onCancelled()
 
 void DownloadSession::onGroupCallback(const QString& data)
 {
-    if (m_silence.isActive())
-        m_silence.start();
+    noteSignOfLife();
     // Looked for in the text first: parsing a large group on every callback would be work for nothing.
     if (state() == State::Ended || !data.contains(kDuplicated))
         return;
@@ -184,14 +143,4 @@ void DownloadSession::onGroupCallback(const QString& data)
     display().clear();
     display().error(QStringLiteral("error: the engine is already downloading these files"));
     end(ExitCode::kNoAnswer);
-}
-
-void DownloadSession::onSilence()
-{
-    if (state() != State::Running)
-        return;
-    display().clear();
-    display().error(QStringLiteral("error: the engine has reported nothing for %1")
-                        .arg(seconds(qint64(options().patienceSeconds) * kMsPerSecond)));
-    stop(ExitCode::kNoAnswer);
 }

@@ -6,8 +6,6 @@
 #include "ProgressText.h"
 #include "Tool/BytesUnitOperator.h"
 
-#include <QTimer>
-
 /// \brief A download through the engine.
 ///
 /// \code
@@ -26,11 +24,10 @@ class DownloadSession : public DownloadRun
 public:
     DownloadSession(const DownloadOptions& options, ProgressDisplay* display, QObject* parent = nullptr);
 
+protected:
     /// \brief Hands the files to the controller. The engine must have been started.
     void start() override;
-
-    /// \brief Stops the group; the second call does not wait for the engine any longer.
-    void interrupt() override;
+    void cancel() override;
 
 private:
     void connectController();
@@ -42,19 +39,12 @@ private:
     void onError(const TaskInfo& info);
     void onCancelled();
     void onGroupCallback(const QString& data);
-    void onSilence();
-
-    void stop(int exitCode);
-    void stopTimedOut();
 
     DownloadController m_controller;
     int m_groupId = -1;
-    int m_stopExitCode = 0; // what a session that is stopping ends with
     ProgressState m_progress;
     BytesUnitOperator m_speedMeter;
     qint64 m_receivedBytes = 0; // in this run
     qint64 m_foundBytes = 0;    // of partial files from an earlier run
     int m_failedFiles = 0;
-    QTimer m_silence; // restarted by every sign of life of the engine
-    QTimer m_stopLimit;
 };

@@ -8,8 +8,6 @@
 
 namespace {
 
-constexpr int kStopLimitMs = 5000;
-constexpr int kMsPerSecond = 1000;
 constexpr int kSecondsPerMinute = 60;
 constexpr int kSecondsPerHour = 3600;
 
@@ -31,20 +29,8 @@ QString orNone(const QString& version)
 } // namespace
 
 PackageSession::PackageSession(const PackageOptions& options, ProgressDisplay* display, QObject* parent)
-    : Session(display, parent),
-      m_options(options),
-      m_task(VantorChunkTask::MakeChunkTask()),
-      m_silence(this),
-      m_stopLimit(this)
+    : Session(display, parent), m_options(options), m_task(VantorChunkTask::MakeChunkTask())
 {
-    m_silence.setSingleShot(true);
-    m_silence.setInterval(options.patienceSeconds * kMsPerSecond);
-    m_stopLimit.setSingleShot(true);
-    m_stopLimit.setInterval(kStopLimitMs);
-    connect(&m_silence, &QTimer::timeout, this, &PackageSession::onSilence);
-    connect(this, &PackageSession::ended, &m_silence, &QTimer::stop);
-    connect(this, &PackageSession::ended, &m_stopLimit, &QTimer::stop);
-    connect(&m_stopLimit, &QTimer::timeout, this, &PackageSession::stopTimedOut);
     connectTask();
 }
 
@@ -76,45 +62,21 @@ std::unique_ptr<VantorChunkReq> PackageSession::request() const
 
 void PackageSession::start()
 {
-    setState(State::Running);
     m_clock.start();
-    m_silence.start();
+    watchEngine(m_options.patienceSeconds);
     display().show(m_progress);
     m_task->SetLogTag("[launcher]");
     m_task->Start(request());
 }
 
-void PackageSession::interrupt()
+void PackageSession::cancel()
 {
-    if (state() == State::Running) {
-        display().note(QStringLiteral("Stopping ..."));
-        stop(ExitCode::kInterrupted);
-    } else if (state() == State::Stopping) {
-        end(ExitCode::kInterrupted);
-    }
-}
-
-void PackageSession::stop(int exitCode)
-{
-    setState(State::Stopping);
-    m_stopExitCode = exitCode;
-    m_silence.stop();
-    display().clear();
-    m_stopLimit.start();
     m_task->Cancel();
-}
-
-void PackageSession::stopTimedOut()
-{
-    display().error(
-        QStringLiteral("warning: the engine has not confirmed the stop within %1").arg(seconds(kStopLimitMs)));
-    end(m_stopExitCode);
 }
 
 void PackageSession::onProgress(const VantorChunkResp& resp)
 {
-    if (m_silence.isActive())
-        m_silence.start();
+    noteSignOfLife();
     if (state() == State::Ended || resp.status != QLatin1String("Duplicated"))
         return;
     display().clear();
@@ -139,7 +101,7 @@ void PackageSession::onDownloadProgress(const VantorChunkNormalDownloadResp& res
 bool PackageSession::hasFailed(const VantorChunkResp& resp)
 {
     if (state() == State::Stopping) {
-        end(m_stopExitCode);
+        endStopped();
         return true;
     }
     if (state() != State::Running || resp.status == QLatin1String("Success"))
@@ -219,14 +181,4 @@ bool PackageSession::removeFolder(const VantorChunkResp& resp)
         return true;
     display().error(QStringLiteral("error: cannot delete all of %1").arg(QDir::toNativeSeparators(m_options.folder)));
     return false;
-}
-
-void PackageSession::onSilence()
-{
-    if (state() != State::Running)
-        return;
-    display().clear();
-    display().error(QStringLiteral("error: the engine has reported nothing for %1")
-                        .arg(seconds(qint64(m_options.patienceSeconds) * kMsPerSecond)));
-    stop(ExitCode::kNoAnswer);
 }

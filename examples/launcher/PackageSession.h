@@ -7,7 +7,6 @@
 #include "vantor/VantorChunkTask.h"
 
 #include <QElapsedTimer>
-#include <QTimer>
 
 /// \brief One chunk task from its start to its end, whatever the end is.
 ///
@@ -24,11 +23,10 @@ public:
     /// \param display shows what happens; must outlive the session
     PackageSession(const PackageOptions& options, ProgressDisplay* display, QObject* parent = nullptr);
 
+protected:
     /// \brief Hands the request to the engine, which must have been started.
     void start() override;
-
-    /// \brief Cancels the task; the second call does not wait for the engine any longer.
-    void interrupt() override;
+    void cancel() override;
 
 private:
     void connectTask();
@@ -39,18 +37,12 @@ private:
     void onSize(const VantorChunkSizeResp& resp);
     void onDownloaded(const VantorChunkNormalDownloadResp& resp);
     void onRemoved(const VantorChunkDeleteDatabaseResp& resp);
-    void onSilence();
 
     bool hasFailed(const VantorChunkResp& resp);
     bool removeFolder(const VantorChunkResp& resp);
-    void stop(int exitCode);
-    void stopTimedOut();
 
     const PackageOptions m_options;
     const QSharedPointer<VantorChunkTask> m_task;
-    int m_stopExitCode = 0; // what a session that is stopping ends with
     ProgressState m_progress;
     QElapsedTimer m_clock;
-    QTimer m_silence; // restarted by every sign of life of the engine
-    QTimer m_stopLimit;
 };
