@@ -15,7 +15,7 @@ GroupJob::GroupJob(const QByteArray& guid, const DownloadList& list, EngineServi
     const QString guidText = QString::fromLatin1(guid);
     for (const FileSpec& wanted : list.files) {
         m_files.push_back(std::make_unique<FileJob>(wanted, guidText, services, static_cast<FileJobListener&>(*this)));
-        m_pathKeys.insert(m_files.back()->pathKey());
+        ++m_openPaths[m_files.back()->pathKey()];
     }
     m_tick.setSingleShot(true);
     connect(&m_tick, &QTimer::timeout, this, &GroupJob::tick);
@@ -141,7 +141,7 @@ bool GroupJob::covers(const GroupJob& other) const
 {
     return !m_cancelled && !m_finished &&
            std::all_of(other.m_files.cbegin(), other.m_files.cend(), [this](const std::unique_ptr<FileJob>& file) {
-               return !file->pathKey().isEmpty() && m_pathKeys.contains(file->pathKey());
+               return !file->pathKey().isEmpty() && m_openPaths.contains(file->pathKey());
            });
 }
 
@@ -187,6 +187,10 @@ void GroupJob::fileReady(FileJob& file)
 void GroupJob::fileEnded(FileJob& file)
 {
     m_anyFailed = m_anyFailed || file.state().status == ItemStatus::Failed;
+    const auto path = m_openPaths.find(file.pathKey());
+    if (--*path == 0) {
+        m_openPaths.erase(path);
+    }
     if (--m_open == 0) {
         finish();
     }

@@ -6,9 +6,9 @@
 #include "States.h"
 
 #include <QElapsedTimer>
+#include <QHash>
 #include <QMultiHash>
 #include <QObject>
-#include <QSet>
 #include <QTimer>
 
 #include <deque>
@@ -42,7 +42,7 @@ public:
     bool widenNext();
     int slotsHeld() const { return m_slotsHeld; }
     bool isEmpty() const { return m_files.empty(); }
-    /// True when every file of \a other is written to a path of this group.
+    /// True when every file of \a other is written to a path that this group is not through with.
     bool covers(const GroupJob& other) const;
     /// The configured callback interval has changed.
     void intervalChanged();
@@ -74,7 +74,7 @@ private:
     GroupStatus m_status = GroupStatus::Pending;
     QString m_problem;
     std::vector<std::unique_ptr<FileJob>> m_files;
-    QSet<QString> m_pathKeys;
+    QHash<QString, int> m_openPaths; ///< how many files without an end state a path has
     std::deque<FileJob*> m_ready;
     QMultiHash<QString, FileJob*> m_blocked; ///< by the path they wait for
     std::vector<FileJob*> m_running;         ///< files with slots

@@ -34,6 +34,7 @@ private slots:
     void replacesAFileThatDiffers();
 
     void reportsDuplicates();
+    void fetchesAgainWhatARunningGroupIsThroughWith();
     void waitsForAPathThatIsTaken();
     void fetchesTheSamePathTwiceInTurn();
     void failsBrokenLists_data();
@@ -325,6 +326,22 @@ void tst_VantorEngine::reportsDuplicates()
     TRY_END(guid, "Cancelled");
     const QString afterwards = engine().submit(list);
     TRY_END(afterwards, "Success");
+}
+
+/// A duplicate ends without a file or an error: that will do only while somebody fetches what was asked for.
+void tst_VantorEngine::fetchesAgainWhatARunningGroupIsThroughWith()
+{
+    const QByteArray content = sampleContent(1000);
+    m_server->once("/a", HttpResponse::withStatus(404));
+    m_server->serve("/a", content);
+    m_server->always("/b", HttpResponse::ok(content).stallAfter(10));
+    const QString guid = engine().submit({itemFor("/a", content), itemFor("/b", content)});
+    QTRY_COMPARE(text(engine().lastItem(guid, url("/a")), "status"), QStringLiteral("Failed"));
+    const QString again = engine().submit({itemFor("/a", content)});
+    TRY_END(again, "Success");
+    QCOMPARE(contentOf(QStringLiteral("a")), content);
+    TRY_END(engine().submit({itemFor("/b", content)}), "Duplicated");
+    QCOMPARE(engine().endStatus(guid), QString());
 }
 
 void tst_VantorEngine::waitsForAPathThatIsTaken()
