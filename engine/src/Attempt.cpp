@@ -163,6 +163,7 @@ void Attempt::takeWhole(Part& part, const Verdict& verdict, const FileVersion& v
     }
     part.at = 0;
     part.end = verdict.size;
+    m_begun = false; // what was told of another version does not hold any more
     announceBegin();
 }
 

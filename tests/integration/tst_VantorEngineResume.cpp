@@ -33,6 +33,7 @@ private slots:
     void fetchesALargeFileAsAWholeFromASimpleServer_data();
     void fetchesALargeFileAsAWholeFromASimpleServer();
     void givesUpSegmentsThatFail();
+    void takesTheWholeOfALargeFileThatChanges();
     void resumesWithinARun();
     void goesOnAsLongAsThereIsProgress();
     void startsOverWhenResumingIsDisabled();
@@ -420,6 +421,26 @@ void tst_VantorEngineResume::givesUpSegmentsThatFail()
     QVERIFY(contentOf(QStringLiteral("a")) == content);
     QCOMPARE(number(engine().lastItem(guid, url("/a")), "current_retry_times"), 0);
     QVERIFY(m_server->requestCount("/a") <= 10);
+}
+
+void tst_VantorEngineResume::takesTheWholeOfALargeFileThatChanges()
+{
+    QByteArray config(kTestConfig);
+    config.replace("\"max_parallel_files\":6", "\"max_parallel_files\":1");
+    engine().initEnv("", config.constData(), 4, 0);
+    // The digest has gone along with the old bytes when the new ones begin.
+    const QByteArray before = largeContent();
+    QByteArray after = before;
+    after.replace(0, 9, "version 2");
+    m_server->on("/a", [=](const HttpRequest& request) {
+        return request.rangeStart() == 0 ? HttpResponse::content(request, before).addHeader("ETag", "\"v1\"")
+                                         : HttpResponse::ok(after).addHeader("ETag", "\"v2\"").delay(500);
+    });
+    const QString guid = engine().submit({itemFor("/a", after)});
+    TRY_END(guid, "Success");
+    QVERIFY(contentOf(QStringLiteral("a")) == after);
+    QCOMPARE(m_server->requestCount("/a"), 2); // what came second was right
+    QCOMPARE(number(engine().lastItem(guid, url("/a")), "current_retry_times"), 0);
 }
 
 void tst_VantorEngineResume::resumesWithinARun()
