@@ -30,7 +30,7 @@ Attempt::~Attempt() = default;
 
 void Attempt::start()
 {
-    if (!m_order.resume || !provable(m_body.version().validator)) {
+    if (!m_order.resume || !provable(m_body.version().validator) || !m_body.isIntact()) {
         m_body.forget();
     }
     m_segmented = m_order.resume && m_order.segments && knownSize() >= kSegmentedFromBytes;
@@ -179,6 +179,10 @@ void Attempt::takePart(Part& part, const Verdict& verdict, const FileVersion& ve
     if (!first && known.validator.isEmpty() && !isSamePlace(known.finalUrl, version.finalUrl)) {
         m_listener.attemptRefused(
             FileError::net(kFileChanged, QStringLiteral("the file comes from another place"), true));
+        return;
+    }
+    if (!m_body.isOpen() && !m_body.isIntact()) {
+        m_listener.attemptRefused(FileError::net(kFileChanged, QStringLiteral("the partial file is gone"), true));
         return;
     }
     if (first ? !m_body.begin(version, true) : !m_body.isOpen() && !m_body.resume()) {

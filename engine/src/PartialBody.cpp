@@ -27,6 +27,11 @@ void PartialBody::load(const QString& url, qint64 size, bool verified)
     }
 }
 
+bool PartialBody::isIntact() const
+{
+    return m_onDisk.end() == 0 || m_onDisk.end() <= m_file.size();
+}
+
 void PartialBody::forget()
 {
     ++m_generation;

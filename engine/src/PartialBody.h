@@ -33,6 +33,8 @@ public:
     /// \param verified whether a digest will tell that a power failure has taken bytes that were not on the disk yet.
     /// Without one, only what was handed to the system since its start is taken up.
     void load(const QString& url, qint64 size, bool verified);
+    /// Whether the partial file is as long as it was left. While it is closed, others may remove or cut it.
+    bool isIntact() const;
     /// Counts what is there as nothing. The files stay until something is written.
     void forget();
 

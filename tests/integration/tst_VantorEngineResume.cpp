@@ -8,6 +8,8 @@
 #include <QProcess>
 #include <QtTest>
 
+#include <atomic>
+
 using namespace EngineTesting;
 
 class tst_VantorEngineResume : public EngineTest
@@ -35,6 +37,8 @@ private slots:
     void givesUpSegmentsThatFail();
     void takesTheWholeOfALargeFileThatChanges();
     void resumesWithinARun();
+    void startsOverWhenThePartialFileIsGone_data();
+    void startsOverWhenThePartialFileIsGone();
     void goesOnAsLongAsThereIsProgress();
     void startsOverWhenResumingIsDisabled();
     void startsOverWhenTheServerSendsTheWhole();
@@ -455,6 +459,44 @@ void tst_VantorEngineResume::resumesWithinARun()
     const QJsonObject file = engine().lastItem(guid, url("/a"));
     QCOMPARE(number(file, "existing_byte_count"), 0); // all of it came in this run
     QCOMPARE(number(file, "written_byte_count"), content.size());
+}
+
+void tst_VantorEngineResume::startsOverWhenThePartialFileIsGone_data()
+{
+    QTest::addColumn<bool>("asked");
+    QTest::newRow("before the next request") << false;
+    QTest::newRow("before its response") << true;
+}
+
+/// Between two attempts the file is closed, and anybody may take it for a leftover.
+void tst_VantorEngineResume::startsOverWhenThePartialFileIsGone()
+{
+    QFETCH(bool, asked);
+    QByteArray config(kTestConfig);
+    config.replace("\"retry_delay_ms\":5,\"retry_delay_cap_ms\":20",
+                   "\"retry_delay_ms\":400,\"retry_delay_cap_ms\":400");
+    engine().initEnv("", config.constData(), 4, 0);
+    const QByteArray content = sampleContent(300000);
+    m_server->once("/a", HttpResponse::ok(content).addHeader("ETag", "\"v1\"").closeAfter(120000));
+    const QString partial = at(QStringLiteral("a_tmp"));
+    std::atomic<bool> removed{false};
+    m_server->on("/a", [=, &removed](const HttpRequest& request) {
+        if (asked && request.hasHeader("Range")) {
+            removed = QFile::remove(partial);
+        }
+        return HttpResponse::content(request, content).addHeader("ETag", "\"v1\"");
+    });
+    engine().setHook([=, &removed](const Event& event) {
+        if (!asked && event.kind == Kind::Single && text(event.data, "status") == QLatin1String("Failed")) {
+            removed = QFile::remove(partial);
+        }
+    });
+    const QString guid = engine().submit({item("/a", content.size(), {})}); // no digest would tell
+    TRY_END(guid, "Success");
+    QVERIFY(removed);
+    QVERIFY(contentOf(QStringLiteral("a")) == content);
+    QVERIFY(!m_server->requests("/a").constLast().hasHeader("Range"));
+    QCOMPARE(number(engine().lastItem(guid, url("/a")), "current_retry_times"), 1);
 }
 
 void tst_VantorEngineResume::goesOnAsLongAsThereIsProgress()
