@@ -115,6 +115,7 @@ private Q_SLOTS:
     void fetchesACorruptChunkAgain_data();
     void fetchesACorruptChunkAgain();
     void failsWhenAChunkStaysCorrupt();
+    void waitsAsTheServerAsks();
     void reportsWhatIsMissing_data();
     void reportsWhatIsMissing();
     void refusesAManifestThatIsNotTheBranchs();
@@ -657,6 +658,17 @@ void tst_PackageEngine::failsWhenAChunkStaysCorrupt()
     server->serve(path, content(1500, 6));
     QCOMPARE(run(VantorChunkActionNormalDownload).status, QStringLiteral("Success"));
     compareInstalled({{QStringLiteral("a"), content(1500, 6)}});
+}
+
+void tst_PackageEngine::waitsAsTheServerAsks()
+{
+    publish(QStringLiteral("1.0"), firstVersion());
+    server->once('/' + VantorEngine::pointerPath(package, QStringLiteral("main")).toUtf8(),
+                 HttpResponse::withStatus(503).addHeader("Retry-After", "1"));
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(run<VantorChunkVersionResp>(VantorChunkActionFetchVersion).status, QStringLiteral("Success"));
+    QVERIFY2(timer.elapsed() >= 1000, qPrintable(QString::number(timer.elapsed())));
 }
 
 void tst_PackageEngine::reportsWhatIsMissing_data()

@@ -14,14 +14,16 @@ constexpr int kOk = 200;
 constexpr int kFirstError = 400;
 constexpr qint64 kReserveBytes = qint64(16) * 1024 * 1024;
 
-FileError statusError(const QUrl& url, int status)
+FileError statusError(const QUrl& url, const ResponseHead& head)
 {
     const QString message =
-        QStringLiteral("%1: the server answered with status %2").arg(url.toString(), QString::number(status));
-    if (status < kFirstError) {
+        QStringLiteral("%1: the server answered with status %2").arg(url.toString(), QString::number(head.status));
+    if (head.status < kFirstError) {
         return FileError::net(kUnusableStatus, message, false);
     }
-    return FileError::net(status, message, isTransientStatus(status));
+    FileError error = FileError::net(head.status, message, isTransientStatus(head.status));
+    error.retryAfterMs = head.retryAfterMs;
+    return error;
 }
 
 } // namespace
@@ -58,7 +60,7 @@ void BodyFetch::attempt()
 void BodyFetch::transferResponse(Transfer&, const ResponseHead& head, const QUrl&)
 {
     if (head.status != kOk) {
-        failAttempt(statusError(m_url, head.status));
+        failAttempt(statusError(m_url, head));
         return;
     }
     const bool wrong = m_exactBytes >= 0 && head.contentLength >= 0 && head.contentLength != m_exactBytes;
@@ -109,7 +111,7 @@ void BodyFetch::transferEnded(Transfer&, const FileError& error)
 void BodyFetch::failAttempt(const FileError& error)
 {
     dropTransfer();
-    const int delayMs = error.transient ? m_retries.nextDelay(0) : -1;
+    const int delayMs = error.transient ? m_retries.nextDelay(0, error.retryAfterMs) : -1;
     if (delayMs < 0) {
         finish(error);
         return;
