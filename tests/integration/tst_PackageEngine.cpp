@@ -111,6 +111,7 @@ private Q_SLOTS:
     void marksWhatCanBeRun();
 #endif
     void stagesAPreDownload();
+    void sharesTheStagingFolder();
 
     void fetchesACorruptChunkAgain_data();
     void fetchesACorruptChunkAgain();
@@ -597,6 +598,31 @@ void tst_PackageEngine::stagesAPreDownload()
     QCOMPARE(end(task)->status, QStringLiteral("Success"));
     QCOMPARE(chunkRequests(), 0);
     compareInstalled(secondVersion());
+}
+
+/// Two installations of one package, assembled in the same place.
+void tst_PackageEngine::sharesTheStagingFolder()
+{
+    publish(QStringLiteral("1.0"), firstVersion());
+    QDirIterator it(at(QStringLiteral("published/%1/chunks").arg(package)), QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        QFile file(it.next());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        server->always('/' + QDir(at(QStringLiteral("published"))).relativeFilePath(file.fileName()).toUtf8(),
+                       HttpResponse::ok(file.readAll()).delay(5));
+    }
+    QList<Task> tasks;
+    for (const QString& name : {QStringLiteral("install"), QStringLiteral("other")}) {
+        auto req = request(VantorChunkActionNormalDownload);
+        req->install_dir = at(name);
+        req->staging_dir = at(QStringLiteral("staging"));
+        tasks.append(VantorChunkTask::MakeChunkTask());
+        tasks.constLast()->Start(std::move(req));
+    }
+    for (const Task& task : qAsConst(tasks))
+        QCOMPARE(end(task)->error_msg, QString());
+    for (const QString& name : {QStringLiteral("install"), QStringLiteral("other")})
+        QCOMPARE(PackageTree::differences(PackageTree::read(at(name)), firstVersion()), QStringList());
 }
 
 void tst_PackageEngine::fetchesACorruptChunkAgain_data()

@@ -87,6 +87,16 @@ QString requestProblem(const PackageRequest& request)
     return {};
 }
 
+QString stagingRoot(const PackageRequest& request)
+{
+    for (const QString& given : {request.preDownloadDir, request.stagingDir}) {
+        if (!given.isEmpty()) {
+            return QDir(given).filePath(QStringLiteral("vantor-") + request.package);
+        }
+    }
+    return QStringLiteral("%1/%2/%3").arg(request.installDir, QLatin1String(kEngineFolder), request.package);
+}
+
 bool writesInstallation(PackageAction action)
 {
     return action == PackageAction::NormalDownload || action == PackageAction::RepairDownload ||

@@ -39,6 +39,9 @@ PackageRequest parsePackageRequest(const QByteArray& json);
 /// Why the request cannot be carried out; empty when it can, as far as it tells.
 QString requestProblem(const PackageRequest& request);
 
+/// The folder that the package's files are assembled in, a folder for each build.
+QString stagingRoot(const PackageRequest& request);
+
 /// True for the actions that change what is installed.
 bool writesInstallation(PackageAction action);
 

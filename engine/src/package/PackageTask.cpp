@@ -25,16 +25,6 @@ constexpr char kFailed[] = "Failed";
 constexpr char kCancelled[] = "Cancelled";
 constexpr char kDuplicated[] = "Duplicated";
 
-QString stagingRoot(const PackageRequest& request)
-{
-    for (const QString& given : {request.preDownloadDir, request.stagingDir}) {
-        if (!given.isEmpty()) {
-            return QDir(given).filePath(QStringLiteral("vantor-") + request.package);
-        }
-    }
-    return QStringLiteral("%1/%2/%3").arg(request.installDir, QLatin1String(kEngineFolder), request.package);
-}
-
 } // namespace
 
 struct PackageTask::Job

@@ -16,6 +16,12 @@ bool isSameFolder(const PackageRequest& a, const PackageRequest& b)
     return pathKey(a.installDir) == pathKey(b.installDir);
 }
 
+/// Also when they are of two installations: what one assembles, the other must not touch.
+bool shareFolder(const PackageRequest& a, const PackageRequest& b)
+{
+    return isSameFolder(a, b) || pathKey(stagingRoot(a)) == pathKey(stagingRoot(b));
+}
+
 bool isTwin(const PackageRequest& a, const PackageRequest& b)
 {
     return a.action == b.action && a.package == b.package && a.branch == b.branch && a.preDownload == b.preDownload &&
@@ -26,7 +32,7 @@ bool isTwin(const PackageRequest& a, const PackageRequest& b)
 bool doMeet(const PackageRequest& a, const PackageRequest& b)
 {
     const bool onlyAsks = a.action == PackageAction::FetchVersion || b.action == PackageAction::FetchVersion;
-    return !onlyAsks && (writesInstallation(a.action) || writesInstallation(b.action)) && isSameFolder(a, b);
+    return !onlyAsks && (writesInstallation(a.action) || writesInstallation(b.action)) && shareFolder(a, b);
 }
 
 } // namespace

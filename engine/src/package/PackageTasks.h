@@ -14,7 +14,7 @@ namespace VantorEngine {
 class PackageTask;
 
 /// All chunk tasks. One that does what another is doing already ends as "Duplicated"; one that meets another on the
-/// same installation folder, where at least one of the two changes it, waits for its turn.
+/// same installation or staging folder, where at least one of the two changes it, waits for its turn.
 class PackageTasks : public QObject
 {
     Q_OBJECT
