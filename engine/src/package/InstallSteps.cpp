@@ -20,6 +20,14 @@ FileError writeFailure(const QFile& file)
                             file.error());
 }
 
+/// Where a copy is made, in the destination's folder. Always the same for a file, so that what a killed process leaves
+/// is used again; and no other file's name.
+QString copyOf(const QString& path)
+{
+    const QString name = QStringLiteral(".vantor-") + QString::fromLatin1(digestOf(path.toUtf8()));
+    return QFileInfo(path).dir().filePath(name);
+}
+
 /// Renames, or copies first when the two lie on different volumes. The destination is replaced in one step either way.
 FileError moveInto(const QString& from, const QString& to)
 {
@@ -27,7 +35,7 @@ FileError moveInto(const QString& from, const QString& to)
     if (replaceFile(from, to, problem)) {
         return {};
     }
-    const QString besides = to + QLatin1String("_tmp");
+    const QString besides = copyOf(to);
     QFile::remove(besides);
     ReplaceProblem second;
     if (QFile::copy(from, besides) && replaceFile(besides, to, second)) {
@@ -109,14 +117,24 @@ private:
         if (!QDir().mkpath(folder)) {
             return FileError::write(kFolderFailed, QStringLiteral("cannot make the folder %1").arg(folder));
         }
-        const QString part = m_folders.partOf(index);
-        if (file.size == 0) {
-            QFile empty(part);
-            if (!empty.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-                return writeFailure(empty);
-            }
+        const FileError error = finishPart(index, file.size);
+        return error.kind == FileError::Kind::None ? moveInto(m_folders.partOf(index), destination) : error;
+    }
+
+    /// Its chunks are there. What else there may be was never compared.
+    FileError finishPart(int index, qint64 size) const
+    {
+        QFile part(m_folders.partOf(index));
+        if (size == 0) {
+            const bool made = part.open(QIODevice::WriteOnly | QIODevice::Truncate);
+            return made ? FileError() : writeFailure(part);
         }
-        return moveInto(part, destination);
+        const qint64 there = part.size();
+        if (there < size) {
+            return FileError::write(
+                kReadFailed, QStringLiteral("%1 has %2 bytes instead of %3").arg(part.fileName()).arg(there).arg(size));
+        }
+        return there == size || part.resize(size) ? FileError() : writeFailure(part);
     }
 
     FileError writeRecord()
@@ -140,10 +158,14 @@ private:
 
 } // namespace
 
-FileError stageChunk(const InstallFolders& folders, const ChunkOrder& order, const QByteArray& content)
+FileError stageChunk(const InstallFolders& folders, const ChunkOrder& order, const QByteArray& content,
+                     const CancelFlag& cancelled)
 {
     QFile part;
     for (const ChunkOrder::Target& target : order.targets) {
+        if (cancelled) {
+            return {};
+        }
         const QString path = folders.partOf(target.file);
         clearSystemError();
         if (part.fileName() != path) {

@@ -6,8 +6,10 @@
 
 namespace VantorEngine {
 
-/// Writes a chunk's content to every place in the staged files that wants it. Any thread.
-FileError stageChunk(const InstallFolders& folders, const ChunkOrder& order, const QByteArray& content);
+/// Writes a chunk's content to every place in the staged files that wants it, or, once cancelled, to no more of them.
+/// Any thread.
+FileError stageChunk(const InstallFolders& folders, const ChunkOrder& order, const QByteArray& content,
+                     const CancelFlag& cancelled);
 
 /// Reads a chunk from where it should be on disk. Any thread. \return false when it is not there.
 bool readLocalChunk(const ChunkOrder& order, const ChunkSpec& chunk, QByteArray& content);

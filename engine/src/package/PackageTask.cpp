@@ -313,7 +313,7 @@ void PackageTask::copyChunk(const Order& order)
             QByteArray content;
             result->found = readLocalChunk(*order, job->wanted.manifest.chunks.at(order->chunk), content);
             if (result->found) {
-                result->error = stageChunk(job->folders, *order, content);
+                result->error = stageChunk(job->folders, *order, content, job->cancelled);
             }
         },
         [this, order, result] {
@@ -364,7 +364,7 @@ void PackageTask::onChunkFetched(const Order& order, const QByteArray& body)
             QByteArray content;
             result->right = decodeChunk(body, job->wanted.manifest.chunks.at(order->chunk), content);
             if (result->right) {
-                result->error = stageChunk(job->folders, *order, content);
+                result->error = stageChunk(job->folders, *order, content, job->cancelled);
             }
         },
         [this, order, result] {
