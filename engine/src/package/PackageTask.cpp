@@ -498,6 +498,12 @@ void PackageTask::cancel()
     }
 }
 
+void PackageTask::abandon()
+{
+    m_silent = true;
+    cancel();
+}
+
 void PackageTask::endDuplicated(const QByteArray& runningGuid)
 {
     m_report.duplicatedGuid = runningGuid;
@@ -571,6 +577,9 @@ void PackageTask::refreshCounters()
 
 void PackageTask::sendReport()
 {
+    if (m_silent) {
+        return;
+    }
     refreshCounters();
     m_services.outbox.sendChunkTask(m_report.guid, packageReportText(m_report));
 }

@@ -43,6 +43,8 @@ public:
     /// Ends at once: another task does this.
     void endDuplicated(const QByteArray& runningGuid);
     void cancel();
+    /// As cancel, without another callback.
+    void abandon();
     /// The configured callback interval has changed.
     void intervalChanged();
 
@@ -56,7 +58,7 @@ public:
     static constexpr int kCorruptAttempts = 3;
 
 signals:
-    /// The completed response was sent.
+    /// The completed response was sent, unless the task was abandoned, and nothing of it runs any more.
     void ended();
 
 private:
@@ -110,6 +112,7 @@ private:
     bool m_started = false;
     const char* m_endStatus = nullptr; ///< once the task has to stop
     bool m_ended = false;
+    bool m_silent = false;      ///< nobody wants to hear of it any more
     qint64 m_fetchedStored = 0; ///< bytes of chunks that have arrived whole
     SpeedMeter m_speed;
     QTimer m_tick;

@@ -107,8 +107,7 @@ void PackageTasks::release(const QByteArray& guid)
     const std::vector<Entry> entries = m_tasks;
     for (const Entry& entry : entries) {
         if (guid.isEmpty() || entry.task->guid() == guid) {
-            entry.task->disconnect(this);
-            remove(entry.task);
+            entry.task->abandon(); // may end at once, which leaves the object to the event loop
         }
     }
 }
