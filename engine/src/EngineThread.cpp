@@ -82,11 +82,14 @@ void EngineThread::wake()
     }
 }
 
-void EngineThread::runTasks(EngineCore& core)
+void EngineThread::runTasks(EngineCore& core, const Waker& waker)
 {
     std::deque<Task> tasks;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_waker != &waker) {
+            return; // stopped: they are for the next thread
+        }
         m_awake = false;
         tasks.swap(m_tasks);
     }
@@ -95,13 +98,22 @@ void EngineThread::runTasks(EngineCore& core)
     }
 }
 
-void EngineThread::attach(Waker* waker)
+void EngineThread::attach(Waker& waker)
 {
     const std::lock_guard<std::mutex> lock(m_mutex);
-    m_waker = waker;
+    m_waker = &waker;
     m_awake = false;
     if (!m_tasks.empty()) {
         wake();
+    }
+}
+
+/// The next thread may have been started already.
+void EngineThread::detach(const Waker& waker)
+{
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_waker == &waker) {
+        m_waker = nullptr;
     }
 }
 
@@ -110,12 +122,12 @@ void EngineThread::Worker::run()
     ensureApplication();
     makeGlobals();
     EngineCore core(m_owner.m_callbacks, m_owner.m_log, m_owner.m_settings);
-    Waker waker([this, &core] { m_owner.runTasks(core); });
+    Waker waker([this, &core, &waker] { m_owner.runTasks(core, waker); });
     qAddPostRoutine(stopEngineThread);
     callAtExit(stopEngineThread);
-    m_owner.attach(&waker);
+    m_owner.attach(waker);
     exec();
-    m_owner.attach(nullptr);
+    m_owner.detach(waker);
 }
 
 void EngineThread::stop()
@@ -125,6 +137,7 @@ void EngineThread::stop()
         const std::lock_guard<std::mutex> lock(m_mutex);
         worker = std::exchange(m_worker, nullptr);
         m_tasks.clear();
+        m_waker = nullptr;
     }
     if (worker == nullptr) {
         return;

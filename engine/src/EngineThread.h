@@ -48,9 +48,10 @@ private:
         EngineThread& m_owner;
     };
 
-    void runTasks(EngineCore& core);
+    void runTasks(EngineCore& core, const Waker& waker);
     void wake();
-    void attach(Waker* waker);
+    void attach(Waker& waker);
+    void detach(const Waker& waker);
 
     CallbackTable& m_callbacks;
     Log& m_log;
@@ -58,7 +59,7 @@ private:
     std::mutex m_mutex;
     std::deque<Task> m_tasks;
     Worker* m_worker = nullptr;
-    Waker* m_waker = nullptr; ///< while the thread's event loop can run tasks
+    Waker* m_waker = nullptr; ///< of m_worker, while its event loop can run tasks
     bool m_awake = false;     ///< runTasks will be called
 };
 
