@@ -145,6 +145,7 @@ void FileJob::onDestinationHashed(const HashResult& result)
 
 void FileJob::acceptDestination()
 {
+    m_body.clearAway();
     const qint64 size = QFileInfo(m_destination).size();
     m_state.size = size;
     m_state.existing = size;

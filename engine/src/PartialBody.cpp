@@ -127,6 +127,13 @@ void PartialBody::remove()
     m_file.remove();
 }
 
+void PartialBody::clearAway()
+{
+    if (m_state.read().valid) {
+        remove();
+    }
+}
+
 bool PartialBody::moveInto(const QString& destination, bool& busy)
 {
     if (!m_file.moveInto(destination, busy)) {

@@ -51,6 +51,8 @@ public:
     bool close();
     /// Removes both files.
     void remove();
+    /// Removes what an earlier run has left, if it says that it is that.
+    void clearAway();
     /// Renames over the destination and removes the state file.
     bool moveInto(const QString& destination, bool& busy);
 

@@ -51,7 +51,8 @@ int parseHead(const QByteArray& content, PartialState& state)
     state.version.finalUrl = members.value(QStringLiteral("final_url")).toString();
     state.version.validator = members.value(QStringLiteral("validator")).toString().toLatin1();
     state.version.size = members.value(QStringLiteral("size")).toString().toLongLong();
-    state.handedToThisSystem = isPresentSystemStart(members.value(QStringLiteral("system_start")).toString().toLatin1());
+    state.handedToThisSystem =
+        isPresentSystemStart(members.value(QStringLiteral("system_start")).toString().toLatin1());
     return lineEnd + 1 + json.size();
 }
 
@@ -170,6 +171,7 @@ bool StateFile::record(const Coverage& onDisk)
 bool StateFile::remove()
 {
     m_file.close();
+    QFile::remove(m_file.fileName() + QLatin1String(kFreshSuffix)); // of a run that ended while it made one
     return m_file.remove() || !m_file.exists();
 }
 

@@ -29,6 +29,7 @@ private slots:
     void goesOnWithNoProofOfTheVersionOnlyWithADigest();
     void fetchesASplicedFileOnceMore();
     void leavesNoStateFile();
+    void clearsAwayWhatAnEndedRunHasLeft();
     void fillsTheHolesOfAnEarlierRun();
     void fetchesALargeFileInSegments();
     void goesOnWithSegmentsAfterACancel();
@@ -284,6 +285,20 @@ void tst_VantorEngineResume::leavesNoStateFile()
     QTRY_VERIFY(QFile::exists(at(QStringLiteral("a_tmp_state"))));
     TRY_END(guid, "Success");
     QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), QStringList(QStringLiteral("a")));
+}
+
+/// A run may end between any two steps.
+void tst_VantorEngineResume::clearsAwayWhatAnEndedRunHasLeft()
+{
+    const QByteArray content = sampleContent(3000);
+    makePartial("/placed", content.left(100), content.size());
+    QVERIFY(QFile::remove(at(QStringLiteral("placed_tmp"))));
+    makeFile(QStringLiteral("placed"), content);
+    makeFile(QStringLiteral("fetched_tmp_state.new"), "the beginning of a state");
+    m_server->serve("/fetched", content);
+    const QString guid = engine().submit({itemFor("/placed", content), itemFor("/fetched", content)});
+    TRY_END(guid, "Success");
+    QCOMPARE(QDir(m_folder->path()).entryList(QDir::Files), words("fetched placed"));
 }
 
 void tst_VantorEngineResume::fillsTheHolesOfAnEarlierRun()
