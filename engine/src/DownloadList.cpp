@@ -11,6 +11,8 @@ namespace VantorEngine {
 
 namespace {
 
+constexpr double kTooManyBytes = 9223372036854775808.0; // 2^63
+
 QString withSeparator(const QString& path)
 {
     const bool open = path.isEmpty() || path.endsWith(QLatin1Char('/')) || path.endsWith(QLatin1Char('\\'));
@@ -34,7 +36,10 @@ bool leavesRoot(const QString& root, const QString& relative)
 qint64 sizeOf(const QJsonValue& value)
 {
     bool numeric = value.isDouble();
-    const qint64 size = numeric ? static_cast<qint64>(value.toDouble()) : value.toString().toLongLong(&numeric);
+    if (numeric) {
+        return value.toDouble() >= 0 && value.toDouble() < kTooManyBytes ? static_cast<qint64>(value.toDouble()) : -1;
+    }
+    const qint64 size = value.toString().toLongLong(&numeric);
     return numeric && size >= 0 ? size : -1;
 }
 

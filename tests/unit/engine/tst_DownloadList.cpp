@@ -114,6 +114,9 @@ void tst_DownloadList::readsSizes_data()
     QTest::newRow("negative") << QByteArray("\"-5\"") << qint64(-1);
     QTest::newRow("no number") << QByteArray("\"12a\"") << qint64(-1);
     QTest::newRow("too long") << QByteArray("\"99999999999999999999\"") << qint64(-1);
+    QTest::newRow("huge number") << QByteArray("1e300") << qint64(-1);
+    QTest::newRow("hugely negative number") << QByteArray("-1e300") << qint64(-1);
+    QTest::newRow("just too large a number") << QByteArray("9223372036854775808") << qint64(-1);
     QTest::newRow("null") << QByteArray("null") << qint64(-1);
 }
 
