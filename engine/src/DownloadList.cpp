@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "DownloadList.h"
 
+#include "FileNames.h"
+
 #include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSet>
 #include <QUrl>
 
 namespace VantorEngine {
@@ -64,6 +67,23 @@ FileSpec parseItem(const QJsonObject& item, const QString& root)
     return file;
 }
 
+/// One of two such files would be taken for what the other one has left, and be lost.
+void markFilesInTheWay(QVector<FileSpec>& files)
+{
+    QSet<QString> paths;
+    for (const FileSpec& file : qAsConst(files)) {
+        paths.insert(pathKey(file.directory + file.name));
+    }
+    for (FileSpec& file : files) {
+        const QString path = pathKey(file.directory + file.name);
+        for (const char* suffix : kSuffixes) {
+            const QLatin1String ending(suffix);
+            file.inTheWay =
+                file.inTheWay || (path.endsWith(ending) && paths.contains(path.left(path.size() - ending.size())));
+        }
+    }
+}
+
 } // namespace
 
 DownloadList parseDownloadList(const QByteArray& json)
@@ -86,6 +106,7 @@ DownloadList parseDownloadList(const QByteArray& json)
     for (const QJsonValue& item : items) {
         list.files.append(parseItem(item.toObject(), root));
     }
+    markFilesInTheWay(list.files);
     return list;
 }
 

@@ -14,6 +14,7 @@ struct FileSpec
     QString directory;      ///< root and relative path joined; empty: the process's current folder
     QString name;           ///< as given, unchecked; the URL's last segment when the list has none
     bool climbsOut = false; ///< the relative path leaves a root path that was given
+    bool inTheWay = false;  ///< another file of the list is written to this path until it is complete
     qint64 size = -1;       ///< bytes; -1: unknown
     QByteArray sizeHeader;  ///< response header that tells an unknown size
     QByteArray md5;         ///< lower-case hex; empty: no check

@@ -17,6 +17,9 @@ namespace {
 
 QString problemOf(const FileSpec& wanted)
 {
+    if (wanted.inTheWay) {
+        return QStringLiteral("another file of the list is written under this name until it is complete");
+    }
     return wanted.climbsOut ? QStringLiteral("the relative path leaves the root path") : nameProblem(wanted.name);
 }
 

@@ -16,8 +16,9 @@ constexpr NameRules kNativeNameRules = NameRules::Portable;
 
 /// What file systems take for one name, bytes or, by Windows' rules, UTF-16 units.
 constexpr int kLongestName = 255;
-/// Of the files that are written beside a file while it is fetched, "_tmp_state.new" being the longest.
+/// Of the files that are written beside a file while it is fetched.
 constexpr int kLongestSuffix = 14;
+constexpr const char* kSuffixes[] = {"_tmp", "_tmp_state", "_tmp_state.new"};
 
 /// Why a name from a list must not be used as a file in its folder; empty when it may.
 /// Refused everywhere: an empty name, "." and "..", separators of either kind, a colon (drive letters and streams)

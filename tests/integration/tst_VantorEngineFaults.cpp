@@ -45,6 +45,7 @@ private slots:
     void refusesNamesThatLeaveTheFolder_data();
     void refusesNamesThatLeaveTheFolder();
     void refusesPathsThatLeaveTheRoot();
+    void refusesThePlaceOfAPartialFile();
     void reportsFilesThatCannotBeWritten_data();
     void reportsFilesThatCannotBeWritten();
     void reportsAFullDisk();
@@ -490,6 +491,20 @@ void tst_VantorEngineFaults::refusesPathsThatLeaveTheRoot()
     TRY_END(guid, "Failed");
     QCOMPARE(number(member(engine().lastItem(guid, url("/a")), "file_write_error"), "error_code"), 1);
     QVERIFY(QDir(m_folder->path()).isEmpty());
+}
+
+void tst_VantorEngineFaults::refusesThePlaceOfAPartialFile()
+{
+    const QByteArray content = sampleContent(3000);
+    const QByteArray other = sampleContent(4000, 2);
+    m_server->serve("/a_tmp", other);
+    m_server->serve("/a", content);
+    const QString guid = engine().submit({itemFor("/a_tmp", other), itemFor("/a", content)});
+    TRY_END(guid, "Failed");
+    QCOMPARE(number(member(engine().lastItem(guid, url("/a_tmp")), "file_write_error"), "error_code"), 1);
+    QCOMPARE(text(engine().lastItem(guid, url("/a")), "status"), QStringLiteral("Success"));
+    QCOMPARE(contentOf(QStringLiteral("a")), content);
+    QCOMPARE(m_server->requestCount("/a_tmp"), 0);
 }
 
 void tst_VantorEngineFaults::reportsFilesThatCannotBeWritten_data()

@@ -15,6 +15,7 @@ private slots:
     void joinsPaths();
     void noticesPathsThatLeaveTheRoot_data();
     void noticesPathsThatLeaveTheRoot();
+    void noticesFilesInThePlaceOfAPartialFile();
     void readsSizes_data();
     void readsSizes();
     void saysWhyAListCannotBeUsed_data();
@@ -101,6 +102,19 @@ void tst_DownloadList::noticesPathsThatLeaveTheRoot()
     QFETCH(QByteArray, relative);
     const FileSpec file = onlyFile("{\"url\":\"http://h/f\",\"relative_path\":\"" + relative + "\"}", root);
     QTEST(file.climbsOut, "climbsOut");
+}
+
+/// "f" is written to "f_tmp" until it is complete.
+void tst_DownloadList::noticesFilesInThePlaceOfAPartialFile()
+{
+    const DownloadList list = parseDownloadList(R"({"root_path":"/r","download_items":[
+        {"name":"f_tmp"},{"name":"f"},{"name":"f_tmp_state"},{"name":"f_tmp_state.new"},{"name":"g_tmp"},
+        {"name":"f_tmp","relative_path":"d"},{"name":"f_tmp","relative_path":"d/.."}]})");
+    QVector<bool> found;
+    for (const FileSpec& file : list.files) {
+        found.append(file.inTheWay);
+    }
+    QCOMPARE(found, (QVector<bool>{true, false, true, true, false, false, true}));
 }
 
 void tst_DownloadList::readsSizes_data()
