@@ -158,6 +158,9 @@ void GroupJob::fileChanged(FileJob& file)
         FileState& state = file.state();
         m_services.outbox.sendSingleTask(m_guid, state.guid.toLatin1(), singleTaskText(state));
     }
+    if (file.canWiden()) {
+        emit workAvailable(); // nothing else may happen for as long as it is transferred
+    }
 }
 
 void GroupJob::fileThrough(FileJob& file)

@@ -32,6 +32,7 @@ private slots:
     void clearsAwayWhatAnEndedRunHasLeft();
     void fillsTheHolesOfAnEarlierRun();
     void fetchesALargeFileInSegments();
+    void fetchesALoneLargeFileOverSeveralConnections();
     void goesOnWithSegmentsAfterACancel();
     void fetchesALargeFileAsAWholeFromASimpleServer_data();
     void fetchesALargeFileAsAWholeFromASimpleServer();
@@ -370,6 +371,18 @@ void tst_VantorEngineResume::fetchesALargeFileInSegments()
     QCOMPARE(number(file, "current_retry_times"), 0);
     QCOMPARE(engine().fileStatuses(guid, url("/a")),
              words("Start Preparing Prepared Downloading Downloaded Verifying Verified Success"));
+}
+
+void tst_VantorEngineResume::fetchesALoneLargeFileOverSeveralConnections()
+{
+    const QByteArray content = largeContent();
+    m_server->on("/a", [content](const HttpRequest& request) {
+        return HttpResponse::content(request, content).addHeader("ETag", "\"v1\"").rate(20 * 1000 * 1000);
+    });
+    const QString guid = engine().submit({itemFor("/a", content)});
+    TRY_END(guid, "Success");
+    QVERIFY(contentOf(QStringLiteral("a")) == content);
+    QCOMPARE(m_server->mostConnections(), 5); // as many as there are segments
 }
 
 void tst_VantorEngineResume::goesOnWithSegmentsAfterACancel()
