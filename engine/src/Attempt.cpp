@@ -177,8 +177,12 @@ void Attempt::takePart(Part& part, const Verdict& verdict, const FileVersion& ve
     }
     const FileVersion& known = m_body.version();
     if (!first && known.validator.isEmpty() && !isSamePlace(known.finalUrl, version.finalUrl)) {
-        m_listener.attemptRefused(
-            FileError::net(kFileChanged, QStringLiteral("the file comes from another place"), true));
+        const FileError error = FileError::net(kFileChanged, QStringLiteral("the file comes from another place"), true);
+        if (m_parts.size() > 1) {
+            failPart(part, error);
+        } else {
+            m_listener.attemptRefused(error);
+        }
         return;
     }
     if (!m_body.isOpen() && !m_body.isIntact()) {

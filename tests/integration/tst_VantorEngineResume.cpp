@@ -9,6 +9,7 @@
 #include <QtTest>
 
 #include <atomic>
+#include <memory>
 
 using namespace EngineTesting;
 
@@ -38,6 +39,7 @@ private slots:
     void fetchesALargeFileAsAWholeFromASimpleServer();
     void givesUpSegmentsThatFail();
     void takesTheWholeOfALargeFileThatChanges();
+    void keepsToOneMirrorThatTellsNoVersion();
     void resumesWithinARun();
     void startsOverWhenThePartialFileIsGone_data();
     void startsOverWhenThePartialFileIsGone();
@@ -473,6 +475,33 @@ void tst_VantorEngineResume::takesTheWholeOfALargeFileThatChanges()
     QVERIFY(contentOf(QStringLiteral("a")) == after);
     QCOMPARE(m_server->requestCount("/a"), 2); // what came second was right
     QCOMPARE(number(engine().lastItem(guid, url("/a")), "current_retry_times"), 0);
+}
+
+void tst_VantorEngineResume::keepsToOneMirrorThatTellsNoVersion()
+{
+    QByteArray config(kTestConfig);
+    config.replace("\"max_parallel_files\":6", "\"max_parallel_files\":2");
+    engine().initEnv("", config.constData(), 4, 0);
+    const QByteArray content = largeContent();
+    const auto visited = std::make_shared<std::atomic<bool>>(false);
+    m_server->on("/a", [visited](const HttpRequest& request) {
+        const bool elsewhere = request.rangeStart() == kSegment && !*visited;
+        return HttpResponse::redirect(302, elsewhere ? "/other/a" : "/mirror/a");
+    });
+    m_server->on("/mirror/a", [content](const HttpRequest& request) {
+        return HttpResponse::content(request, content).rate(100 * 1000 * 1000);
+    });
+    m_server->on("/other/a", [=](const HttpRequest& request) {
+        *visited = true;
+        return HttpResponse::content(request, content);
+    });
+    const QString guid = engine().submit({itemFor("/a", content)});
+    TRY_END(guid, "Success");
+    QVERIFY(contentOf(QStringLiteral("a")) == content);
+    QVERIFY(visited->load());
+    for (const HttpRequest& request : m_server->requests("/mirror/a")) {
+        QVERIFY2(request.hasHeader("Range"), "what was there was thrown away");
+    }
 }
 
 void tst_VantorEngineResume::resumesWithinARun()
