@@ -18,16 +18,19 @@ bool isUnusableOnWindows(QChar character)
     return QLatin1String("<>\"|?*").contains(character);
 }
 
-QString partProblem(const QString& name)
+/// Of the files that are named after a package or branch: ".json", and more while they are written.
+constexpr int kIdSuffix = 12;
+
+QString partProblem(const QString& name, int suffix)
 {
-    const QString problem = nameProblem(name, NameRules::Windows, 0); // fetched under other names
+    const QString problem = nameProblem(name, NameRules::Windows, suffix);
     if (!problem.isEmpty()) {
         return problem;
     }
     if (std::any_of(name.cbegin(), name.cend(), isUnusableOnWindows)) {
         return QStringLiteral("the file name has a character that not every system can store");
     }
-    return name.toUtf8().size() > kLongestName ? QStringLiteral("the file name is too long") : QString();
+    return name.toUtf8().size() > kLongestName - suffix ? QStringLiteral("the file name is too long") : QString();
 }
 
 QString collisionKey(const QString& path)
@@ -39,14 +42,14 @@ QString collisionKey(const QString& path)
 
 QString packageNameProblem(const QString& name)
 {
-    return partProblem(name);
+    return partProblem(name, kIdSuffix);
 }
 
 QString packagePathProblem(const QString& path)
 {
     const QStringList parts = path.split(QLatin1Char('/'));
     for (const QString& part : parts) {
-        const QString problem = partProblem(part);
+        const QString problem = partProblem(part, 0); // fetched under another name
         if (!problem.isEmpty()) {
             return problem;
         }

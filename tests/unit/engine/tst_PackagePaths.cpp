@@ -68,6 +68,8 @@ void tst_PackagePaths::refusesNames_data()
         QTest::newRow(name) << QString::fromUtf8(name);
     }
     QTest::newRow("empty") << QString();
+    QTest::newRow("no room for the record's ending") << QString(244, QLatin1Char('n'));
+    QTest::newRow("no room for the record's ending in UTF-8") << QString(82, QChar(0x4E16));
 }
 
 void tst_PackagePaths::refusesNames()
@@ -75,6 +77,7 @@ void tst_PackagePaths::refusesNames()
     QFETCH(const QString, name);
     QVERIFY(!packageNameProblem(name).isEmpty());
     QVERIFY(packageNameProblem(QStringLiteral("demo-1.0 \u6E38")).isEmpty());
+    QVERIFY(packageNameProblem(QString(243, QLatin1Char('n'))).isEmpty());
 }
 
 void tst_PackagePaths::findsCollisions_data()
