@@ -6,12 +6,16 @@
 
 #include <QDir>
 #include <QFile>
+#include <QThread>
 
 #include <algorithm>
 
 namespace VantorEngine {
 
 namespace {
+
+constexpr int kPlaceAttempts = 20;
+constexpr unsigned long kPlaceRetryMs = 100;
 
 FileError writeFailure(const QFile& file)
 {
@@ -28,17 +32,29 @@ QString copyOf(const QString& path)
     return QFileInfo(path).dir().filePath(name);
 }
 
+/// Another program may hold the old file, or look into the new one, for a moment.
+bool replacePatiently(const QString& from, const QString& to, const CancelFlag& cancelled, ReplaceProblem& problem)
+{
+    for (int attempt = 1; !replaceFile(from, to, problem); ++attempt) {
+        if (!problem.busy || attempt == kPlaceAttempts || cancelled) {
+            return false;
+        }
+        QThread::msleep(kPlaceRetryMs);
+    }
+    return true;
+}
+
 /// Renames, or copies first when the two lie on different volumes. The destination is replaced in one step either way.
-FileError moveInto(const QString& from, const QString& to)
+FileError moveInto(const QString& from, const QString& to, const CancelFlag& cancelled)
 {
     ReplaceProblem problem;
-    if (replaceFile(from, to, problem)) {
+    if (replacePatiently(from, to, cancelled, problem)) {
         return {};
     }
     const QString besides = copyOf(to);
     QFile::remove(besides);
     ReplaceProblem second;
-    if (QFile::copy(from, besides) && replaceFile(besides, to, second)) {
+    if (!problem.busy && QFile::copy(from, besides) && replacePatiently(besides, to, cancelled, second)) {
         QFile::remove(from);
         return {};
     }
@@ -78,7 +94,7 @@ public:
             if (cancelled) {
                 return {};
             }
-            const FileError error = place(file);
+            const FileError error = place(file, cancelled);
             if (error.kind != FileError::Kind::None) {
                 return error;
             }
@@ -109,7 +125,7 @@ private:
         }
     }
 
-    FileError place(int index)
+    FileError place(int index, const CancelFlag& cancelled)
     {
         const PackageFile& file = m_record.manifest.files.at(index);
         const QString destination = m_folders.installed(file.path);
@@ -118,7 +134,7 @@ private:
             return FileError::write(kFolderFailed, QStringLiteral("cannot make the folder %1").arg(folder));
         }
         const FileError error = finishPart(index, file.size);
-        return error.kind == FileError::Kind::None ? moveInto(m_folders.partOf(index), destination) : error;
+        return error.kind == FileError::Kind::None ? moveInto(m_folders.partOf(index), destination, cancelled) : error;
     }
 
     /// Its chunks are there. What else there may be was never compared.

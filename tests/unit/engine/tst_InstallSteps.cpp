@@ -6,6 +6,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <chrono>
+#include <future>
 #include <memory>
 
 using namespace VantorEngine;
@@ -19,6 +21,9 @@ private slots:
     void stagesNothingMoreAfterACancel();
     void placesNoMoreThanTheFile();
     void refusesAPartThatIsCutOff();
+#ifdef Q_OS_WIN
+    void waitsForAnotherProgram();
+#endif
 #ifdef Q_OS_UNIX
     void replacesALinkAndNotItsTarget();
     void keepsOtherFilesWhenItCopies_data();
@@ -109,6 +114,22 @@ void tst_InstallSteps::refusesAPartThatIsCutOff()
     QCOMPARE(place(QStringLiteral("f"), 8).code, int(kReadFailed));
     QCOMPARE(read(m_folders.installed(QStringLiteral("f"))), QByteArray("the old file"));
 }
+
+#ifdef Q_OS_WIN
+void tst_InstallSteps::waitsForAnotherProgram()
+{
+    QVERIFY(write(m_folders.installed(QStringLiteral("f")), "the old file"));
+    QVERIFY(write(m_folders.partOf(0), "the file"));
+    QFile held(m_folders.installed(QStringLiteral("f")));
+    QVERIFY(held.open(QIODevice::ReadOnly));
+    std::future<int> code = std::async(std::launch::async, [this] { return place(QStringLiteral("f"), 8).code; });
+    QVERIFY(code.wait_for(std::chrono::milliseconds(300)) == std::future_status::timeout);
+    QCOMPARE(held.readAll(), QByteArray("the old file"));
+    held.close();
+    QCOMPARE(code.get(), 0);
+    QCOMPARE(read(m_folders.installed(QStringLiteral("f"))), QByteArray("the file"));
+}
+#endif
 
 #ifdef Q_OS_UNIX
 void tst_InstallSteps::replacesALinkAndNotItsTarget()
