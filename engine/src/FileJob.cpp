@@ -28,13 +28,6 @@ QString destinationOf(const FileSpec& wanted, const QString& problem)
     return problem.isEmpty() ? QFileInfo(wanted.directory + wanted.name).absoluteFilePath() : QString();
 }
 
-bool isFetchable(const QUrl& url)
-{
-    const QString scheme = url.scheme().toLower();
-    return url.isValid() && !url.host().isEmpty() &&
-           (scheme == QLatin1String("http") || scheme == QLatin1String("https"));
-}
-
 } // namespace
 
 FileJob::FileJob(FileSpec wanted, const QString& groupGuid, EngineServices& services, FileJobListener& listener)

@@ -67,6 +67,13 @@ QByteArray headersJson(const QNetworkReply& reply)
 
 } // namespace
 
+bool isFetchable(const QUrl& url)
+{
+    const QString scheme = url.scheme().toLower();
+    return url.isValid() && !url.host().isEmpty() &&
+           (scheme == QLatin1String("http") || scheme == QLatin1String("https"));
+}
+
 Transfer::Transfer(NetworkPool& network, BandwidthLimiter& limiter, TransferSink& sink)
     : m_network(network), m_limiter(limiter), m_sink(sink)
 {

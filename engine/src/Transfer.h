@@ -18,6 +18,9 @@ namespace VantorEngine {
 
 class Transfer;
 
+/// Whether a transfer can be asked for: http or https, and of a server.
+bool isFetchable(const QUrl& url);
+
 /// What an attempt asks for, and of whom.
 struct TransferRequest
 {

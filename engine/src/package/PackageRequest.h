@@ -12,7 +12,7 @@ enum class PackageAction { Unknown, FetchVersion, FetchSize, NormalDownload, Rep
 /// "error_code" of chunk tasks, beside the network codes (below 1000) of FileError.
 enum PackageErrorCode {
     kBadRequest = 1001,   ///< the request cannot be used
-    kNoServer = 1002,     ///< no base address is configured
+    kNoServer = 1002,     ///< no base address that can be used is configured
     kBadManifest = 1003,  ///< what the server describes cannot be used
     kCorruptChunk = 1004, ///< a chunk stays corrupt
     kStorage = 1010       ///< plus the code of "file_write_error": the disk

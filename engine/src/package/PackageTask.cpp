@@ -90,8 +90,14 @@ void PackageTask::begin()
         forgetInstallation();
         return;
     }
-    if (m_services.settings.packageBaseUrl.isEmpty()) {
-        fail(kNoServer, QStringLiteral("no \"package_base_url\" is configured"));
+    const QUrl base(m_services.settings.packageBaseUrl);
+    if (!isFetchable(base)) {
+        fail(kNoServer, base.isEmpty() ? QStringLiteral("no \"package_base_url\" is configured")
+                                       : QStringLiteral("the \"package_base_url\" is no http or https URL"));
+        return;
+    }
+    if (base.scheme().toLower() == QLatin1String("https") && !m_services.tlsAvailable()) {
+        fail(kTlsMissing, QStringLiteral("there is no TLS library for https"));
         return;
     }
     fetchPointer();

@@ -2,10 +2,13 @@
 // Which chunk tasks run next to each other.
 #include "package/PackageTasks.h"
 
+#include "FileError.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QSemaphore>
 #include <QTemporaryDir>
+#include <QUrl>
 #include <QtTest>
 
 #include <memory>
@@ -14,12 +17,16 @@ using namespace VantorEngine;
 
 namespace {
 
-QStringList heard; ///< "GUID STATUS", repetitions left out
+QStringList heard; ///< "GUID STATUS", with the error's code where there is one; repetitions left out
 
 void onChunkTask(const char* guid, const char* data)
 {
-    const QString status = QJsonDocument::fromJson(data).object().value(QStringLiteral("status")).toString();
-    const QString line = QStringLiteral("%1 %2").arg(QString::fromUtf8(guid), status);
+    const QJsonObject response = QJsonDocument::fromJson(data).object();
+    const int code = response.value(QStringLiteral("error_code")).toInt();
+    QString line = QString::fromUtf8(guid) + QLatin1Char(' ') + response.value(QStringLiteral("status")).toString();
+    if (code != 0) {
+        line += QStringLiteral(" %1").arg(code);
+    }
     if (!heard.contains(line)) {
         heard.append(line);
     }
@@ -34,6 +41,8 @@ private slots:
     void init();
     void cleanup();
     void waitsForAReleasedTaskToBeQuiet();
+    void refusesAServerThatItCannotAsk_data();
+    void refusesAServerThatItCannotAsk();
 
 private:
     void add(const QByteArray& guid, PackageAction action)
@@ -90,6 +99,28 @@ void tst_PackageTasks::waitsForAReleasedTaskToBeQuiet()
     QTRY_VERIFY(heard.contains(QStringLiteral("second Success")));
     QVERIFY(m_free.contains("first"));
     QVERIFY(heard.filter(QStringLiteral("first")).isEmpty());
+}
+
+void tst_PackageTasks::refusesAServerThatItCannotAsk_data()
+{
+    QTest::addColumn<QString>("baseUrl");
+    QTest::addColumn<int>("code");
+    QTest::newRow("none") << QString() << int(kNoServer);
+    QTest::newRow("no URL") << QStringLiteral("packages") << int(kNoServer);
+    QTest::newRow("no host") << QStringLiteral("http:///packages") << int(kNoServer);
+    QTest::newRow("files") << QUrl::fromLocalFile(m_folder.path()).toString() << int(kNoServer);
+    QTest::newRow("another scheme") << QStringLiteral("ftp://127.0.0.1/packages") << int(kNoServer);
+    QTest::newRow("no TLS library") << QStringLiteral("https://127.0.0.1:1/packages") << int(kTlsMissing);
+}
+
+void tst_PackageTasks::refusesAServerThatItCannotAsk()
+{
+    QFETCH(QString, baseUrl);
+    QFETCH(int, code);
+    m_settings.packageBaseUrl = baseUrl;
+    m_services->tlsAvailable = [] { return false; };
+    add("task", PackageAction::FetchVersion);
+    QTRY_VERIFY(heard.contains(QStringLiteral("task Failed %1").arg(code)));
 }
 
 QTEST_GUILESS_MAIN(tst_PackageTasks)
