@@ -26,6 +26,7 @@ private slots:
 #endif
 #ifdef Q_OS_UNIX
     void replacesALinkAndNotItsTarget();
+    void followsALinkToAFolder();
     void keepsOtherFilesWhenItCopies_data();
     void keepsOtherFilesWhenItCopies();
 #endif
@@ -143,6 +144,18 @@ void tst_InstallSteps::replacesALinkAndNotItsTarget()
     QCOMPARE(read(outside), QByteArray("somebody else's"));
     QVERIFY(!QFileInfo(inside).isSymLink());
     QCOMPARE(read(inside), QByteArray("the file"));
+}
+
+/// A user may keep a large folder on another disk.
+void tst_InstallSteps::followsALinkToAFolder()
+{
+    const QString outside = m_folder->filePath(QStringLiteral("outside"));
+    QVERIFY(QDir().mkpath(outside));
+    QVERIFY(QFile::link(outside, m_folders.installed(QStringLiteral("data"))));
+    QVERIFY(write(m_folders.partOf(0), "the file"));
+    QCOMPARE(place(QStringLiteral("data/f"), 8).message, QString());
+    QVERIFY(QFileInfo(m_folders.installed(QStringLiteral("data"))).isSymLink());
+    QCOMPARE(read(outside + QStringLiteral("/f")), QByteArray("the file"));
 }
 
 void tst_InstallSteps::keepsOtherFilesWhenItCopies_data()
