@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Manager/NetlibControl.h"
 
+#include <QMutex>
+#include <QMutexLocker>
+
 #include <memory>
 
 const QString NetlibControl::kNetlibTypeLibcurl = QStringLiteral("libcurl");
@@ -8,6 +11,15 @@ const QString NetlibControl::kNetlibTypeQT = QStringLiteral("QT");
 const QString NetlibControl::kNetlibTypeVantor = QStringLiteral("vantor");
 const QString NetlibControl::kPkgSizeInfoHeader = QStringLiteral("header");
 const QString NetlibControl::kPkgSizeInfoResource = QStringLiteral("resource");
+
+namespace {
+
+// At namespace scope, so that it is there until the library's own end: a download manager that is a static object of
+// the launcher closes its files, and reads the settings for that, when the launcher's statics are destroyed.
+QMutex instanceMutex;
+std::unique_ptr<NetlibControl> instance;
+
+} // namespace
 
 NetlibControl::NetlibControl() : netlibType(kNetlibTypeQT), pkgSizeInfo(kPkgSizeInfoHeader)
 {
@@ -17,7 +29,8 @@ NetlibControl::~NetlibControl() = default;
 
 NetlibControl* NetlibControl::Instance()
 {
-    // Initialised once under the compiler's own lock, whichever thread comes first; deleted at process exit.
-    static const std::unique_ptr<NetlibControl> instance(new NetlibControl);
+    const QMutexLocker locker(&instanceMutex);
+    if (!instance)
+        instance.reset(new NetlibControl);
     return instance.get();
 }
