@@ -13,6 +13,7 @@
 #include <QtTest>
 
 #include <functional>
+#include <limits>
 #include <memory>
 
 namespace {
@@ -80,6 +81,7 @@ private Q_SLOTS:
     void resetSpeedStartsAnew();
     void progressWaitsForAllSizes();
     void progressCountsFinishedAndPartialFiles();
+    void sumsDoNotOverflow();
     void progressIsPaced();
     void progressIgnoresNothing();
     void speedIsPaced();
@@ -469,6 +471,27 @@ void tst_DownloadGroupTask::progressCountsFinishedAndPartialFiles()
     Q_EMIT task(1)->progress(1, 1);
     QCOMPARE(m_log, texts({"progress 300 300 7"}));
     QCOMPARE(m_group->GetDoneBytes(), qint64(1000));
+}
+
+// Sizes are what servers say.
+void tst_DownloadGroupTask::sumsDoNotOverflow()
+{
+    constexpr qint64 kLargest = std::numeric_limits<qint64>::max();
+    fill(2, kLargest);
+    setStatus(0, DownloadTask::Finished);
+    setStatus(1, DownloadTask::Finished);
+    QCOMPARE(m_group->GetTotalBytes(), kLargest);
+    QCOMPARE(m_group->GetDoneBytes(), kLargest);
+    // Back to what is real.
+    task(0)->model.size = 100;
+    task(1)->model.size = 200;
+    QCOMPARE(m_group->GetTotalBytes(), qint64(300));
+    QCOMPARE(m_group->GetDoneBytes(), qint64(300));
+    // A finished file whose size nobody has told.
+    task(0)->model.size = -1;
+    task(1)->model.size = 0;
+    QCOMPARE(m_group->GetTotalBytes(), qint64(0));
+    QCOMPARE(m_group->GetDoneBytes(), qint64(0));
 }
 
 void tst_DownloadGroupTask::progressIsPaced()

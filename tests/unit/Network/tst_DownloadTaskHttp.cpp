@@ -9,6 +9,8 @@
 #include <QNetworkReply>
 #include <QtTest>
 
+#include <limits>
+
 #include <memory>
 
 #ifdef Q_OS_WIN
@@ -83,6 +85,7 @@ private Q_SLOTS:
     void sendsAcceptEncoding();
     void decodesAFreshFile();
     void reportsProgress();
+    void claimsOfTheServerDoNotOverflow();
     void preparingARunningTransferLeavesItAlone();
     void preparingEndsATransferOfWhatIsThere_data();
     void preparingEndsATransferOfWhatIsThere();
@@ -410,6 +413,29 @@ void tst_DownloadTaskHttp::reportsProgress()
     RUN_TO_END(task, events);
     QVERIFY(!events.progress.isEmpty());
     QCOMPARE(events.progress.last(), qMakePair(qint64(kSize - 1000), qint64(kSize)));
+}
+
+// The largest length that the network layer takes, on top of what is there.
+void tst_DownloadTaskHttp::claimsOfTheServerDoNotOverflow()
+{
+    constexpr qint64 kLargest = std::numeric_limits<qint64>::max();
+    m_server->on(kPath, [this](const HttpRequest& request) {
+        if (request.method == "HEAD")
+            return HttpResponse::withStatus(200);
+        return HttpResponse::withStatus(206, m_content.mid(1000))
+            .addHeader("Content-Range", "bytes 1000-1999/*")
+            .claimLength(kLargest)
+            .rate(kSize);
+    });
+    QVERIFY(writeFile(temporary(), m_content.left(1000)));
+    TestTask task(model(0));
+    const TaskEvents events(&task);
+    QVERIFY(task.Init());
+    task.Start();
+    QTRY_VERIFY(!events.progress.isEmpty());
+    task.Stop();
+    QCOMPARE(task.GetTotalSize(), kLargest);
+    QCOMPARE(events.progress.first().second, kLargest);
 }
 
 // As the start of a group that runs does.

@@ -10,6 +10,7 @@
 #include <QPointer>
 
 #include <algorithm>
+#include <limits>
 
 namespace {
 
@@ -20,6 +21,11 @@ constexpr int kRequestFailed = 3012;
 QString urlText(const DownloadTaskModel& model)
 {
     return model.url.toString(QUrl::FullyEncoded);
+}
+
+qint64 toSigned(quint64 bytes)
+{
+    return static_cast<qint64>(std::min<quint64>(bytes, std::numeric_limits<qint64>::max()));
 }
 
 TaskInfo infoOf(const QString& url)
@@ -280,14 +286,14 @@ qint64 DownloadGroupTask::GetDoneBytes()
 {
     TouchAll();
     UpdateSums();
-    return doneBytes;
+    return toSigned(doneBytes);
 }
 
 qint64 DownloadGroupTask::GetTotalBytes()
 {
     TouchAll();
     UpdateSums();
-    return totalBytes;
+    return toSigned(totalBytes);
 }
 
 void DownloadGroupTask::Touch(int index)
@@ -315,11 +321,10 @@ void DownloadGroupTask::UpdateSums()
     for (const int index : qAsConst(outdatedShares)) {
         Share& share = shares[index];
         DownloadTaskInterface* const task = tasks.at(index);
-        const qint64 size = task->GetTotalSize();
-        const qint64 total = std::max<qint64>(size, 0);
-        const qint64 done = task->IsFinished() ? size : std::max<qint64>(QFileInfo(task->GetTempFilePath()).size(), 0);
-        totalBytes += total - share.total;
-        doneBytes += done - share.done;
+        const qint64 total = std::max<qint64>(task->GetTotalSize(), 0);
+        const qint64 done = task->IsFinished() ? total : std::max<qint64>(QFileInfo(task->GetTempFilePath()).size(), 0);
+        totalBytes += static_cast<quint64>(total) - static_cast<quint64>(share.total);
+        doneBytes += static_cast<quint64>(done) - static_cast<quint64>(share.done);
         share = {total, done, false};
     }
     outdatedShares.clear();
@@ -342,8 +347,8 @@ bool DownloadGroupTask::IsSampleDue(qint64 bytesReceived)
 void DownloadGroupTask::EmitProgress()
 {
     UpdateSums();
-    const qint64 total = totalBytes;
-    const qint64 done = doneBytes;
+    const qint64 total = toSigned(totalBytes);
+    const qint64 done = toSigned(doneBytes);
     const Watch watch(this);
     Q_EMIT progress(std::min(done, total), total, groupId);
     if (!watch.Undisturbed())

@@ -169,8 +169,8 @@ private:
     QSharedPointer<QNetworkAccessManager> headerNetwork; // shared by the tasks
     QVector<Share> shares;                               // one per task
     QVector<int> outdatedShares;
-    qint64 totalBytes = 0;
-    qint64 doneBytes = 0;
+    quint64 totalBytes = 0; // modular: sizes are what servers say, and a sum of them may not fit
+    quint64 doneBytes = 0;
     int firstOpen = 0; // every task before it is being checked or finished
     quint64 run = 0;   // counts starts and stops, so that a handler's intervention is noticed
 };

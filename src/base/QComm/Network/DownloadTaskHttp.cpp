@@ -160,7 +160,9 @@ void DownloadTask::onNetworkReplyProgress(qint64 bytesReceived, qint64 bytesTota
     const ReplyScope scope(this);
     if (timeoutTimer.isActive())
         timeoutTimer.start();
-    Q_EMIT progress(bytesReceived, resumeOffset + bytesTotal);
+    // -1 for an unknown length stays one less than the offset.
+    Q_EMIT progress(bytesReceived,
+                    bytesTotal < 0 ? resumeOffset + bytesTotal : HttpAnswer::Sum(resumeOffset, bytesTotal));
 }
 
 void DownloadTask::onDownloadReadyRead()

@@ -103,7 +103,7 @@ qint64 WholeSize(const QNetworkReply& reply, qint64 offset)
     const qint64 size = parseContentRange(reply.rawHeader("Content-Range")).size;
     if (size > 0)
         return size;
-    return length > 0 ? offset + length : 0;
+    return length > 0 ? Sum(offset, length) : 0;
 }
 
 qint64 SizeFromContentRange(const Headers& headers)

@@ -7,6 +7,8 @@
 #include <QString>
 #include <QUrl>
 
+#include <limits>
+
 class QNetworkReply;
 
 /// \file
@@ -30,6 +32,14 @@ bool IsRedirect(int status);
 bool HasContent(int status);
 /// \brief Where a redirect leads, resolved against `current`; invalid when it does not tell.
 QUrl RedirectTarget(const QNetworkReply& reply, const QUrl& current);
+
+/// \brief The sum of two sizes that are not negative; the largest number when it does not fit. Servers may claim what
+/// they like.
+inline qint64 Sum(qint64 a, qint64 b)
+{
+    constexpr qint64 kLargest = std::numeric_limits<qint64>::max();
+    return a > kLargest - b ? kLargest : a + b;
+}
 
 /// \brief Whether the body of a 206 answer continues a file at `offset`.
 /// \param expectedSize size of the whole file in bytes; 0 or less when unknown
