@@ -77,6 +77,7 @@ private Q_SLOTS:
     void exhaustedRetriesAreReportedOnce();
     void sendWhileRunning();
     void managerDeletedWhileRunning();
+    void managerDeletedWithARetryLeft();
     void managerDeletedInAHandler();
 
     void manyObjectsShareOneConnection();
@@ -507,6 +508,22 @@ void tst_BaseHttpApiAnswers::managerDeletedWhileRunning()
     QVERIFY(!m_api->m_networkManager);
     QVERIFY(wait(events));
     QCOMPARE(events.log, texts({"failed 3001 638 -1"}));
+}
+
+// The retry is a call without a manager: nobody is told.
+void tst_BaseHttpApiAnswers::managerDeletedWithARetryLeft()
+{
+    m_server->always(kPath, HttpResponse::nothing(Fault::Stall));
+    m_api->SetTimeout(300);
+    m_api->SetRetryTimes(2, false);
+    const ApiEvents events(m_api.get());
+    m_api->Send();
+    QTRY_VERIFY(m_server->requestCount() > 0);
+    m_manager.reset();
+    QTRY_VERIFY(!m_api->m_timer.isActive());
+    QVERIFY(!m_api->IsRunning());
+    QCOMPARE(m_api->m_retryLeft, 1);
+    QCOMPARE(events.log, QStringList());
 }
 
 void tst_BaseHttpApiAnswers::managerDeletedInAHandler()

@@ -53,7 +53,9 @@ class QUrl;
 /// So start the next call of the same object from the event loop, for instance by `QTimer::singleShot(0, ...)`.
 ///
 /// The object may be deleted in handlers of its own signals and in parseReceiveData(). Its network manager may be
-/// deleted at any time: a running attempt ends by its time-out then, and later calls are refused as without one.
+/// deleted at any time: a running attempt ends by its time-out then, and whatever would be sent after that is refused
+/// as without one. That goes for a retry too: a call that has one left ends without a signal, and the next call has
+/// that retry less.
 ///
 /// Everything happens on the thread that owns the object and its network manager; there are no locks. Deleting
 /// the object drops a running request.
