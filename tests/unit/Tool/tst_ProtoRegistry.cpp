@@ -124,6 +124,7 @@ private Q_SLOTS:
     void namesWhatItWrites();
     void registersAProgram();
     void registersTwoSchemes();
+    void registersNothingWithoutAName();
     void writesOnlyTheFirstTime();
     void leavesAnotherArgument();
     void writesAgainAfterTheProgramMoved();
@@ -212,6 +213,31 @@ void tst_ProtoRegistry::registersTwoSchemes()
     second.remove();
     QCOMPARE(protocol, m_protocol + QStringLiteral("-two"));
     QCOMPARE(scheme().entries(), QStringList());
+}
+
+void tst_ProtoRegistry::registersNothingWithoutAName()
+{
+    // The key of all schemes and file types, in which other programs may write meanwhile.
+    const Key classes(QStringLiteral("SOFTWARE\\Classes"));
+    const Key shell(QStringLiteral("SOFTWARE\\Classes\\shell"));
+    const auto written = [&classes] {
+        QStringList found;
+        const QStringList entries = classes.entries();
+        for (const QString& entry : entries) {
+            if (entry == kUrlProtocol || entry == kOriginalEncoding || entry == QStringLiteral("\\shell"))
+                found << entry;
+        }
+        return found;
+    };
+    QCOMPARE(written(), QStringList());
+    ProtoRegistry().Register({schema().appPath, QString()});
+    const QStringList left = written();
+    if (!left.isEmpty()) {
+        shell.remove();
+        classes.unset(kUrlProtocol);
+        classes.unset(kOriginalEncoding);
+    }
+    QCOMPARE(left, QStringList());
 }
 
 void tst_ProtoRegistry::writesOnlyTheFirstTime()

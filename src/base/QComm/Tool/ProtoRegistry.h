@@ -38,7 +38,7 @@ public:
     ///
     /// Writes nothing when the scheme has entries already and its command begins with this program. That looks
     /// at the command up to its first blank only: an argument that changed is left as it is, and a program
-    /// whose path holds a blank is written anew by every call.
+    /// whose path holds a blank is written anew by every call. A scheme without a name is not registered.
     void Register(const Schema& schema);
 
     /// \brief Removes all values and subkeys of the scheme's key, whichever program wrote them. The key itself

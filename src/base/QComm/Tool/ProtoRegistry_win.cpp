@@ -29,6 +29,9 @@ QString quoted(const QString& text)
 
 void ProtoRegistry::Register(const Schema& schema)
 {
+    // Without a name the key would be that of all schemes and file types.
+    if (schema.protocol.isEmpty())
+        return;
     QSettings scheme(keyPath(schema), QSettings::NativeFormat);
     QSettings command(keyPath(schema) + kCommandSubPath, QSettings::NativeFormat);
     const QString expected = quoted(QDir::toNativeSeparators(schema.appPath));
@@ -44,7 +47,7 @@ void ProtoRegistry::Register(const Schema& schema)
 
 void ProtoRegistry::UnRegister(const Schema& schema)
 {
-    // Without a name the key would be that of all schemes and file types.
+    // As above.
     if (schema.protocol.isEmpty())
         return;
     // Intended: the 64-bit view here, the native one in Register().
