@@ -40,9 +40,10 @@ public:
     ///
     /// Call it once per process: a second call starts the engine again and delivers every callback twice.
     ///
-    /// The threads end with the QCoreApplication, at the latest with the exporter. Under a new application the
-    /// engine goes on without another call: its callbacks are then handled on the thread that called Init(), as
-    /// soon as that has an event loop again. Another Init() starts new threads, and is a second call.
+    /// The threads end with the QCoreApplication, at the latest with the exporter; callbacks that wait for them then
+    /// are lost. Under a new application the engine goes on without another call: its callbacks are then handled on
+    /// the thread that called Init(), as soon as that has an event loop again. Another Init() starts new threads, and
+    /// is a second call.
     /// \param path     the engine's working folder
     /// \param config   the engine's start-up configuration, JSON text
     /// \param logLevel severity from which the engine logs, as the engine counts it
