@@ -12,6 +12,7 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 #include <memory>
@@ -69,6 +70,7 @@ private Q_SLOTS:
     void startNextGoesOnAfterARefusal();
     void stoppingInTaskStartStartsNothing();
     void onlyACheckStartsTheNextFile();
+    void completeFilesDoNotStartEachOther();
     void md5StartedWhenNothingIsLeft();
     void finishesWhenEveryFileIs();
     void errorStopsEveryFile();
@@ -326,6 +328,38 @@ void tst_DownloadGroupTask::onlyACheckStartsTheNextFile()
     setStatus(1, DownloadTask::Checking);
     Q_EMIT task(1)->md5Started(task(1)->url());
     QCOMPARE(m_log, texts({"taskMd5Start 7 b", "taskStart 7 c", "Start c"}));
+}
+
+// Files whose transfer was complete before enter their check while they are started.
+void tst_DownloadGroupTask::completeFilesDoNotStartEachOther()
+{
+    fill(4);
+    int depth = 0;
+    int greatestDepth = 0;
+    for (int i = 0; i < 3; ++i) {
+        task(i)->onStart = [this, i, &depth, &greatestDepth] {
+            greatestDepth = std::max(greatestDepth, ++depth);
+            setStatus(i, DownloadTask::Checking);
+            Q_EMIT task(i)->md5Started(task(i)->url());
+            --depth;
+            return true;
+        };
+    }
+    m_group->Start();
+    QCOMPARE(greatestDepth, 1);
+    QCOMPARE(m_log.mid(m_log.indexOf(QStringLiteral("taskStart 7 a"))),
+             texts({"taskStart 7 a", "Start a", "taskMd5Start 7 a", "taskStart 7 b", "Start b", "taskMd5Start 7 b",
+                    "taskStart 7 c", "Start c", "taskMd5Start 7 c", "taskStart 7 d", "Start d"}));
+    // The last one has nobody to start.
+    m_log.clear();
+    setStatus(3, DownloadTask::Stopped);
+    task(3)->onStart = [this] {
+        setStatus(3, DownloadTask::Checking);
+        Q_EMIT task(3)->md5Started(task(3)->url());
+        return true;
+    };
+    QVERIFY(m_group->StartNext());
+    QCOMPARE(m_log, texts({"taskStart 7 d", "Start d", "taskMd5Start 7 d", "md5Started 7"}));
 }
 
 void tst_DownloadGroupTask::md5StartedWhenNothingIsLeft()

@@ -58,6 +58,7 @@ class DownloadGroupTask::Watch
 {
 public:
     explicit Watch(DownloadGroupTask* group) : m_group(group), m_run(group->run) {}
+    bool IsAlive() const { return m_group; }
     bool Undisturbed() const { return m_group && m_group->run == m_run; }
 
 private:
@@ -203,8 +204,26 @@ void DownloadGroupTask::FailInit(DownloadTaskInterface* task)
         Q_EMIT error(info);
 }
 
+// A file that was complete already enters its check while it is started. The next one is started from here then: from
+// in there, thousands of such files would use up the stack.
 bool DownloadGroupTask::StartNext()
 {
+    const Watch watch(this);
+    const bool started = StartFirstOpen();
+    while (started && watch.Undisturbed() && nextWanted) {
+        if (StartFirstOpen())
+            continue;
+        if (watch.Undisturbed())
+            Q_EMIT md5Started(groupId);
+        break;
+    }
+    return started;
+}
+
+// Also true when a handler has decided what runs now.
+bool DownloadGroupTask::StartFirstOpen()
+{
+    nextWanted = false;
     const Watch watch(this);
     while (firstOpen < tasks.size() && isCheckingOrFinished(tasks.at(firstOpen)))
         ++firstOpen;
@@ -218,7 +237,7 @@ bool DownloadGroupTask::StartNext()
         if (!watch.Undisturbed())
             return true;
         Touch(i);
-        if (task->Start())
+        if (StartWatched(task, watch))
             return true;
         if (!watch.Undisturbed())
             return true;
@@ -227,6 +246,16 @@ bool DownloadGroupTask::StartNext()
             return true;
     }
     return false;
+}
+
+bool DownloadGroupTask::StartWatched(DownloadTaskInterface* task, const Watch& watch)
+{
+    const Watch* const outer = starting;
+    starting = &watch;
+    const bool started = task->Start();
+    if (watch.IsAlive())
+        starting = outer;
+    return started;
 }
 
 void DownloadGroupTask::StopAll()
@@ -403,6 +432,10 @@ void DownloadGroupTask::onMd5Started(QString url)
     Q_EMIT taskMd5Start(groupId, infoOf(url));
     if (!watch.Undisturbed())
         return;
+    if (starting && starting->Undisturbed()) {
+        nextWanted = true;
+        return;
+    }
     if (!StartNext() && watch.Undisturbed())
         Q_EMIT md5Started(groupId);
 }

@@ -154,6 +154,8 @@ private:
     bool IsSampleDue(qint64 bytesReceived);
     void EmitProgress();
     bool InitAll();
+    bool StartFirstOpen();
+    bool StartWatched(DownloadTaskInterface* task, const Watch& watch);
     void FailInit(DownloadTaskInterface* task);
     bool AllFinished() const;
     void EmitSpeed(qint64 done, qint64 total);
@@ -171,6 +173,8 @@ private:
     QVector<int> outdatedShares;
     quint64 totalBytes = 0; // modular: sizes are what servers say, and a sum of them may not fit
     quint64 doneBytes = 0;
-    int firstOpen = 0; // every task before it is being checked or finished
-    quint64 run = 0;   // counts starts and stops, so that a handler's intervention is noticed
+    int firstOpen = 0;               // every task before it is being checked or finished
+    quint64 run = 0;                 // counts starts and stops, so that a handler's intervention is noticed
+    const Watch* starting = nullptr; // of the start of a file that is under way
+    bool nextWanted = false;         // that file has entered its check already
 };
