@@ -59,7 +59,9 @@ public:
 public Q_SLOTS:
     /// \brief Copies the tree. Blocks the thread until the end.
     ///
-    /// A destination file with the MD5 of its source file is left alone; a different one is deleted and replaced.
+    /// A destination file with the MD5 of its source file is left alone; a different one is deleted and replaced. One
+    /// that cannot be deleted, on Windows a read-only one or one in use, ends the run with copyError. Copies are as
+    /// read-only as their sources.
     void onCopyDirFiles();
 
 Q_SIGNALS:
