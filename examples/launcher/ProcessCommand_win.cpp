@@ -29,7 +29,7 @@ int ProcessCommand::end(const QString& exeName)
 {
     const int code = ProcessOperator::killProcess(exeName);
     return code == 0 ? ExitCode::kAllFinished
-                     : fail(QStringLiteral("%1 was not ended (taskkill: %2)").arg(exeName).arg(code));
+                     : fail(QStringLiteral("%1 was not ended (taskkill: %2)").arg(exeName, QString::number(code)));
 }
 
 int ProcessCommand::endId(int pid)

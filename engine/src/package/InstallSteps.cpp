@@ -147,8 +147,9 @@ private:
         }
         const qint64 there = part.size();
         if (there < size) {
-            return FileError::write(
-                kReadFailed, QStringLiteral("%1 has %2 bytes instead of %3").arg(part.fileName()).arg(there).arg(size));
+            return FileError::write(kReadFailed,
+                                    QStringLiteral("%1 has %2 bytes instead of %3")
+                                        .arg(part.fileName(), QString::number(there), QString::number(size)));
         }
         return there == size || part.resize(size) ? FileError() : writeFailure(part);
     }
