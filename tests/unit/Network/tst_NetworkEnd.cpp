@@ -37,7 +37,8 @@ int leaveManager(int argc, char** argv)
     const QCoreApplication application(argc, argv);
     g_manager = std::make_unique<DownloadManager>(nullptr, QStringLiteral("end"));
     qint64 bytes = 0;
-    QObject::connect(g_manager.get(), &DownloadManager::progress, qApp, [&bytes](qint64 done) { bytes = done; });
+    QObject::connect(g_manager.get(), &DownloadManager::progress, &application,
+                     [&bytes](qint64 done) { bytes = done; });
     const int id = g_manager->SetTask({fileOf(argv)}, DownloadPriority::Normal, -1);
     g_manager->StartDownloadTask(id, {}, QString());
     return QTest::qWaitFor([&bytes] { return bytes > 0; }, kProcessMs) ? 0 : 1;
