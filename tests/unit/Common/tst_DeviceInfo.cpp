@@ -48,6 +48,7 @@ private Q_SLOTS:
     void readsFreeAndTotalSpace();
     void readsByTheNameOfAFile();
     void readsBelowANameThatIsNotAscii();
+    void readsBelowALongPath();
     void givesZerosForWhatCannotBeRead_data();
     void givesZerosForWhatCannotBeRead();
     void asksTheProbe();
@@ -89,6 +90,17 @@ void tst_DeviceInfo::readsBelowANameThatIsNotAscii()
     const QString name = QStringLiteral("\u6E38 \u620F \u00E4");
     QVERIFY(QDir(m_folder.path()).mkdir(name));
     QTRY_VERIFY(agreesWithQt(m_folder.filePath(name)));
+}
+
+/// Longer than what Windows takes for a path without being told so.
+void tst_DeviceInfo::readsBelowALongPath()
+{
+    const QString name(200, QLatin1Char('l'));
+    const QString folder = m_folder.filePath(name + QLatin1Char('/') + name);
+    QVERIFY(QDir().mkpath(folder));
+    const Space space = DeviceInfo::GetDiskSpaceInfo(folder.toStdString());
+    QVERIFY(space.first > 0);
+    QCOMPARE(space.second, DeviceInfo::GetDiskSpaceInfo(m_folder.path().toStdString()).second);
 }
 
 void tst_DeviceInfo::givesZerosForWhatCannotBeRead_data()
