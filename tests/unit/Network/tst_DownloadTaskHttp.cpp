@@ -420,8 +420,9 @@ void tst_DownloadTaskHttp::claimsOfTheServerDoNotOverflow()
 {
     constexpr qint64 kLargest = std::numeric_limits<qint64>::max();
     m_server->on(kPath, [this](const HttpRequest& request) {
+        // The header request tells nothing: its answer could come after the data and take the size back.
         if (request.method == "HEAD")
-            return HttpResponse::withStatus(200);
+            return HttpResponse::nothing(HttpResponse::Fault::Stall);
         return HttpResponse::withStatus(206, m_content.mid(1000))
             .addHeader("Content-Range", "bytes 1000-1999/*")
             .claimLength(kLargest)
