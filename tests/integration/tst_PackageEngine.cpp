@@ -147,6 +147,7 @@ private:
     }
     void compareInstalled(const Tree& tree) const;
     int chunkRequests() const;
+    QMap<QByteArray, QByteArray> publishedChunks() const;
     QList<QByteArray> chunkNames() const;
 
     std::unique_ptr<ScriptedHttpServer> server;
@@ -250,6 +251,21 @@ void tst_PackageEngine::compareInstalled(const Tree& tree) const
              QStringList(package + QStringLiteral(".json")));
 }
 
+/// \brief The files that hold the chunks of all versions, by their paths on the server.
+QMap<QByteArray, QByteArray> tst_PackageEngine::publishedChunks() const
+{
+    const QDir published(at(QStringLiteral("published")));
+    QMap<QByteArray, QByteArray> chunks;
+    QDirIterator it(published.filePath(package + QStringLiteral("/chunks")), QDir::Files, QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        QFile file(it.next());
+        if (!file.open(QIODevice::ReadOnly))
+            qFatal("cannot read %s", qPrintable(file.fileName()));
+        chunks.insert('/' + published.relativeFilePath(file.fileName()).toUtf8(), file.readAll());
+    }
+    return chunks;
+}
+
 QList<QByteArray> tst_PackageEngine::chunkNames() const
 {
     QList<QByteArray> names;
@@ -320,8 +336,9 @@ void tst_PackageEngine::tellsTheSize()
 void tst_PackageEngine::installs()
 {
     const auto published = publish(QStringLiteral("1.0"), firstVersion());
-    const Task task = start(VantorChunkActionNormalDownload);
+    const Task task = VantorChunkTask::MakeChunkTask();
     const Responses responses(task);
+    task->Start(request(VantorChunkActionNormalDownload));
     end(task);
     QTRY_COMPARE(responses.finished, 1);
     QCOMPARE(task->GetLastResp()->error_msg, QString());
@@ -345,8 +362,9 @@ void tst_PackageEngine::installs()
 void tst_PackageEngine::countsUpToTheTotals()
 {
     const auto published = publish(QStringLiteral("1.0"), firstVersion());
-    const Task task = start(VantorChunkActionNormalDownload);
+    const Task task = VantorChunkTask::MakeChunkTask();
     const Responses responses(task);
+    task->Start(request(VantorChunkActionNormalDownload));
     end(task);
     QTRY_COMPARE(responses.finished, 1);
     for (int i = 1; i < responses.progress.size(); ++i) {
@@ -557,21 +575,23 @@ void tst_PackageEngine::marksWhatCanBeRun()
 
 void tst_PackageEngine::usesTheStagingFolder()
 {
-    publish(QStringLiteral("1.0"), firstVersion());
-    auto req = request(VantorChunkActionNormalDownload);
-    req->staging_dir = at(QStringLiteral("staging"));
+    const auto published = publish(QStringLiteral("1.0"), firstVersion());
+    const auto stagedRequest = [this] {
+        auto req = request(VantorChunkActionNormalDownload);
+        req->staging_dir = at(QStringLiteral("staging"));
+        return req;
+    };
+    const QDir staging(at(QStringLiteral("staging/vantor-%1/%2").arg(package, QString::fromLatin1(published.build))));
+    // One chunk is kept back until the files that are being assembled were seen.
+    server->once(publishedChunks().lastKey(), HttpResponse::nothing(HttpResponse::Fault::Stall));
     const Task task = VantorChunkTask::MakeChunkTask();
-    bool staged = false;
-    connect(
-        task.data(), &VantorChunkTask::ChunkNormalDownloadTaskProgressChanged, this,
-        [this, &staged](const Download& resp) {
-            const QDir dir(at(QStringLiteral("staging/vantor-%1/%2").arg(package, resp.build_id)));
-            staged = staged || !dir.entryList({QStringLiteral("*.part")}).isEmpty();
-        },
-        Qt::DirectConnection);
-    task->Start(std::move(req));
+    task->Start(stagedRequest());
+    QTRY_VERIFY_WITH_TIMEOUT(!staging.entryList({QStringLiteral("*.part")}).isEmpty(), kWaitMs);
+    task->Cancel();
+    QCOMPARE(end(task)->status, QStringLiteral("Cancelled"));
+    QCOMPARE(PackageTree::read(install()), Tree());
+    task->Start(stagedRequest());
     QCOMPARE(end(task)->status, QStringLiteral("Success"));
-    QVERIFY(staged);
     compareInstalled(firstVersion());
     QVERIFY(QDir(at(QStringLiteral("staging"))).isEmpty());
 }
@@ -604,13 +624,9 @@ void tst_PackageEngine::stagesAPreDownload()
 void tst_PackageEngine::sharesTheStagingFolder()
 {
     publish(QStringLiteral("1.0"), firstVersion());
-    QDirIterator it(at(QStringLiteral("published/%1/chunks").arg(package)), QDir::Files, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        QFile file(it.next());
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        server->always('/' + QDir(at(QStringLiteral("published"))).relativeFilePath(file.fileName()).toUtf8(),
-                       HttpResponse::ok(file.readAll()).delay(5));
-    }
+    const QMap<QByteArray, QByteArray> chunks = publishedChunks();
+    for (auto chunk = chunks.cbegin(); chunk != chunks.cend(); ++chunk)
+        server->always(chunk.key(), HttpResponse::ok(chunk.value()).delay(5));
     QList<Task> tasks;
     for (const QString& name : {QStringLiteral("install"), QStringLiteral("other")}) {
         auto req = request(VantorChunkActionNormalDownload);
@@ -639,12 +655,8 @@ void tst_PackageEngine::fetchesACorruptChunkAgain()
 {
     QFETCH(const QByteArray, content);
     const auto published = publish(QStringLiteral("1.0"), {{QStringLiteral("a"), PackageTree::content(100 * 1000, 5)}});
-    QDirIterator it(at(QStringLiteral("published/%1/chunks").arg(package)), QDir::Files, QDirIterator::Subdirectories);
-    QVERIFY(it.hasNext());
-    QFile file(it.next());
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QByteArray right = file.readAll();
-    const QByteArray path = '/' + QDir(at(QStringLiteral("published"))).relativeFilePath(file.fileName()).toUtf8();
+    const QByteArray path = publishedChunks().firstKey();
+    const QByteArray right = publishedChunks().first();
     if (content == "same")
         server->once(path, HttpResponse::ok(QByteArray(right.size(), 'x')));
     else if (content == "short")
@@ -825,13 +837,9 @@ void tst_PackageEngine::goesOnAfterACancel()
         },
         Qt::DirectConnection);
     // Slow enough that it cannot be done before the cancel.
-    QDirIterator it(at(QStringLiteral("published/%1/chunks").arg(package)), QDir::Files, QDirIterator::Subdirectories);
-    while (it.hasNext()) {
-        QFile file(it.next());
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        server->always('/' + QDir(at(QStringLiteral("published"))).relativeFilePath(file.fileName()).toUtf8(),
-                       HttpResponse::ok(file.readAll()).delay(20));
-    }
+    const QMap<QByteArray, QByteArray> chunks = publishedChunks();
+    for (auto chunk = chunks.cbegin(); chunk != chunks.cend(); ++chunk)
+        server->always(chunk.key(), HttpResponse::ok(chunk.value()).delay(20));
     task->Start(request(VantorChunkActionNormalDownload));
     const auto cancelled = end(task);
     QCOMPARE(cancelled->status, QStringLiteral("Cancelled"));
@@ -853,8 +861,9 @@ void tst_PackageEngine::stopsWhenTheDiskIsLow()
     // The engine waits for the server until it is cancelled.
     server->always('/' + VantorEngine::pointerPath(package, QStringLiteral("main")).toUtf8(),
                    HttpResponse::nothing(HttpResponse::Fault::Stall));
-    const Task task = start(VantorChunkActionNormalDownload);
+    const Task task = VantorChunkTask::MakeChunkTask();
     const Responses responses(task);
+    task->Start(request(VantorChunkActionNormalDownload));
     QTRY_COMPARE(responses.finished, 1);
     QCOMPARE(responses.progress.constLast().status, QStringLiteral("Cancelled")); // what the engine said
     QCOMPARE(task->GetLastResp()->status, QStringLiteral("Failed"));
