@@ -3,6 +3,7 @@
 // VantorDownloadManager.cpp.
 #include "Manager/VantorDownloadManager.h"
 
+#include "Manager/ByteCounts.h"
 #include "OrvelCommon/DeviceInfo.h"
 #include "QCommLog.h"
 #include "vantor/VantorExporter.h"
@@ -88,11 +89,6 @@ int outcomeOf(ItemStatus status)
     default:
         return None;
     }
-}
-
-qint64 toSigned(quint64 bytes)
-{
-    return static_cast<qint64>(std::min<quint64>(bytes, std::numeric_limits<qint64>::max()));
 }
 
 std::string describe(const QVector<TaskInfo>& errors)
@@ -181,7 +177,7 @@ void VantorDownloadManager::onParseGroupTaskCallback(const QString& guid, GroupT
 
     const bool transferring = status == GroupStatus::Progressing || status == GroupStatus::Success;
     if (transferring && !run.md5StartedSent && sums.totalBytes >= 1) {
-        const qint64 doneBytes = toSigned(std::min(sums.totalBytes, sums.doneBytes));
+        const qint64 doneBytes = ToSignedBytes(std::min(sums.totalBytes, sums.doneBytes));
         emitDownloadProgress(sums, doneBytes);
         if (guard.isOver())
             return;
@@ -303,10 +299,10 @@ void VantorDownloadManager::LogSingleTaskNetInfo(const SingleTaskModel& item)
 void VantorDownloadManager::emitCheckProgress(const Sums& sums)
 {
     ProgressInfo info;
-    info.SetProcessedBytes(toSigned(sums.verifiedBytes));
-    info.SetTotalBytes(toSigned(sums.totalBytes));
+    info.SetProcessedBytes(ToSignedBytes(sums.verifiedBytes));
+    info.SetTotalBytes(ToSignedBytes(sums.totalBytes));
     info.SetTag(kVerificationTag);
-    info.SetSpeed(toSigned(sums.verifySpeed));
+    info.SetSpeed(ToSignedBytes(sums.verifySpeed));
     info.SetGroupId(groupId);
     Q_EMIT checkProgress(info);
 }
@@ -315,7 +311,7 @@ void VantorDownloadManager::emitDownloadProgress(const Sums& sums, qint64 doneBy
 {
     ProgressInfo info;
     info.SetProcessedBytes(doneBytes);
-    info.SetTotalBytes(toSigned(sums.totalBytes));
+    info.SetTotalBytes(ToSignedBytes(sums.totalBytes));
     info.SetTag(kDownloadTag);
     info.SetGroupId(groupId);
     info.SetUsingPcdn(run.usingPcdn);
@@ -332,9 +328,9 @@ void VantorDownloadManager::reportSpeed(const Sums& sums, qint64 doneBytes)
     if (!speedInterval->IsTimeout())
         return;
     const QString speedText = speedMeter.GetCurSpeedString(doneBytes, speedInterval->GetLastTimeStamp());
-    const QString timeText = speedMeter.GetNeedTimeString(doneBytes, toSigned(sums.totalBytes));
+    const QString timeText = speedMeter.GetNeedTimeString(doneBytes, ToSignedBytes(sums.totalBytes));
     const qint64 measuredSpeed = speedMeter.GetCurSpeed();
-    run.currentSpeed = toSigned(sums.engineSpeed);
+    run.currentSpeed = ToSignedBytes(sums.engineSpeed);
     const qint64 engineSpeed = run.averageSpeed < 1 ? run.currentSpeed : run.averageSpeed;
     Q_EMIT speed2(engineSpeed, measuredSpeed, speedText, timeText, groupId);
 }

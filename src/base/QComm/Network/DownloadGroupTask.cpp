@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Network/DownloadGroupTask.h"
 
+#include "Manager/ByteCounts.h"
 #include "Network/DownloadTask.h"
 
 #include <QDateTime>
@@ -10,7 +11,6 @@
 #include <QPointer>
 
 #include <algorithm>
-#include <limits>
 
 namespace {
 
@@ -21,11 +21,6 @@ constexpr int kRequestFailed = 3012;
 QString urlText(const DownloadTaskModel& model)
 {
     return model.url.toString(QUrl::FullyEncoded);
-}
-
-qint64 toSigned(quint64 bytes)
-{
-    return static_cast<qint64>(std::min<quint64>(bytes, std::numeric_limits<qint64>::max()));
 }
 
 TaskInfo infoOf(const QString& url)
@@ -315,14 +310,14 @@ qint64 DownloadGroupTask::GetDoneBytes()
 {
     TouchAll();
     UpdateSums();
-    return toSigned(doneBytes);
+    return ToSignedBytes(doneBytes);
 }
 
 qint64 DownloadGroupTask::GetTotalBytes()
 {
     TouchAll();
     UpdateSums();
-    return toSigned(totalBytes);
+    return ToSignedBytes(totalBytes);
 }
 
 void DownloadGroupTask::Touch(int index)
@@ -376,8 +371,8 @@ bool DownloadGroupTask::IsSampleDue(qint64 bytesReceived)
 void DownloadGroupTask::EmitProgress()
 {
     UpdateSums();
-    const qint64 total = toSigned(totalBytes);
-    const qint64 done = toSigned(doneBytes);
+    const qint64 total = ToSignedBytes(totalBytes);
+    const qint64 done = ToSignedBytes(doneBytes);
     const Watch watch(this);
     Q_EMIT progress(std::min(done, total), total, groupId);
     if (!watch.Undisturbed())
