@@ -2,6 +2,7 @@
 #include "FileJob.h"
 
 #include "FileNames.h"
+#include "FileSystem.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -397,11 +398,11 @@ void FileJob::place()
         end(ItemStatus::Success);
         return;
     }
-    if (!busy || ++m_placeAttempts >= kPlaceAttempts) {
+    if (!busy || ++m_placeAttempts >= kReplaceAttempts) {
         failForGood(m_body.error());
         return;
     }
-    QTimer::singleShot(kPlaceRetryMs, this, [this] {
+    QTimer::singleShot(kReplaceRetryMs, this, [this] {
         if (!m_state.completed) {
             place();
         }

@@ -71,8 +71,6 @@ public:
     bool canWiden() const { return m_attempt && m_attempt->canWiden(); }
     void widen();
 
-    static constexpr int kPlaceAttempts = 20;
-    static constexpr int kPlaceRetryMs = 100;
     static constexpr qint64 kSpaceCheckMs = 1000;
 
 private:

@@ -20,6 +20,10 @@ struct ReplaceProblem
 /// \param problem set on failure.
 bool replaceFile(const QString& from, const QString& to, ReplaceProblem& problem);
 
+/// How often that is tried, and how far apart, while another program holds a file: two seconds in all.
+constexpr int kReplaceAttempts = 20;
+constexpr int kReplaceRetryMs = 100;
+
 /// Lets an open file have holes that take no space and no time to skip, where the system must be told so.
 void setSparse(QFile& file);
 

@@ -14,9 +14,6 @@ namespace VantorEngine {
 
 namespace {
 
-constexpr int kPlaceAttempts = 20;
-constexpr unsigned long kPlaceRetryMs = 100;
-
 FileError writeFailure(const QFile& file)
 {
     const WriteErrorCode code = diskWasFull() ? kDiskFull : kWriteFailed;
@@ -36,10 +33,10 @@ QString copyOf(const QString& path)
 bool replacePatiently(const QString& from, const QString& to, const CancelFlag& cancelled, ReplaceProblem& problem)
 {
     for (int attempt = 1; !replaceFile(from, to, problem); ++attempt) {
-        if (!problem.busy || attempt == kPlaceAttempts || cancelled) {
+        if (!problem.busy || attempt == kReplaceAttempts || cancelled) {
             return false;
         }
-        QThread::msleep(kPlaceRetryMs);
+        QThread::msleep(kReplaceRetryMs);
     }
     return true;
 }
