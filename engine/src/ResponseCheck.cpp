@@ -139,6 +139,9 @@ QByteArray strongValidator(const QByteArray& etag, const QByteArray& lastModifie
 qint64 parseRetryAfter(const QByteArray& value, const QDateTime& now)
 {
     constexpr qint64 kLongestSeconds = 24LL * 3600;
+    if (value.isEmpty()) {
+        return 0;
+    }
     qint64 seconds = 0;
     if (parseNumber(value, seconds)) {
         return qMin(seconds, kLongestSeconds) * 1000;

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "Transfer.h"
 
+#include "Json.h"
 #include "Proxies.h"
 #include "RetryPolicy.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QSslConfiguration>
 #include <QSslError>
@@ -57,12 +56,17 @@ bool isFollowedRedirect(int status)
 
 QByteArray headersJson(const QNetworkReply& reply)
 {
-    QJsonObject headers;
-    const QList<QNetworkReply::RawHeaderPair> pairs = reply.rawHeaderPairs();
+    QByteArray json = "{";
+    const QList<QNetworkReply::RawHeaderPair>& pairs = reply.rawHeaderPairs();
     for (const QNetworkReply::RawHeaderPair& pair : pairs) {
-        headers.insert(QString::fromLatin1(pair.first), QString::fromUtf8(pair.second));
+        if (json.size() > 1) {
+            json.append(',');
+        }
+        appendJsonString(json, QString::fromLatin1(pair.first));
+        json.append(':');
+        appendJsonString(json, QString::fromUtf8(pair.second));
     }
-    return QJsonDocument(headers).toJson(QJsonDocument::Compact);
+    return json.append('}');
 }
 
 } // namespace
