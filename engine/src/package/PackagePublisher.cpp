@@ -66,6 +66,25 @@ QString writeWhole(const QString& path, const QByteArray& content)
                : QStringLiteral("cannot write %1: %2").arg(path, problem.message);
 }
 
+/// The path without links, as far as it is there.
+QString resolved(const QString& path)
+{
+    QFileInfo there(QDir::cleanPath(QFileInfo(path).absoluteFilePath()));
+    QString missing;
+    while (!there.exists() && !there.isRoot()) {
+        missing.prepend(QLatin1Char('/') + there.fileName());
+        there.setFile(there.path());
+    }
+    return there.canonicalFilePath() + missing;
+}
+
+bool isWithin(const QString& path, const QString& folder)
+{
+    constexpr Qt::CaseSensitivity kCase =
+        kNativeNameRules == NameRules::Windows ? Qt::CaseInsensitive : Qt::CaseSensitive;
+    return (resolved(path) + QLatin1Char('/')).startsWith(resolved(folder) + QLatin1Char('/'), kCase);
+}
+
 class Publisher
 {
 public:
@@ -120,6 +139,10 @@ private:
         }
         if (!m_root.exists()) {
             fail(QStringLiteral("there is no folder %1").arg(m_order.folder));
+        }
+        // The next version would hold this one.
+        if (isWithin(m_order.out, m_order.folder)) {
+            fail(QStringLiteral("%1 lies within %2, which is to be published").arg(m_order.out, m_order.folder));
         }
     }
 

@@ -53,6 +53,9 @@ private slots:
     void refusesWhatCannotBeInstalled();
     void refusesOrders_data();
     void refusesOrders();
+    void refusesToPublishIntoWhatIsPublished_data();
+    void refusesToPublishIntoWhatIsPublished();
+    void publishesBesideTheFolder();
 
 private:
     PublishOrder order(const QString& version) const;
@@ -234,6 +237,42 @@ void tst_PackagePublisher::refusesOrders()
     }
     QVERIFY(!publishPackage(wanted).problem.isEmpty());
     QVERIFY(!QFile::exists(m_folder->filePath(QStringLiteral("out"))));
+}
+
+void tst_PackagePublisher::refusesToPublishIntoWhatIsPublished_data()
+{
+    QTest::addColumn<QString>("out");
+    QTest::newRow("the folder itself") << QStringLiteral("in");
+    QTest::newRow("a folder in it") << QStringLiteral("in/there/out");
+    QTest::newRow("by a detour") << QStringLiteral("out/../in/./new/out");
+#ifdef Q_OS_WIN
+    QTest::newRow("in other letters") << QStringLiteral("IN/out");
+#else
+    QTest::newRow("by a link") << QStringLiteral("link/out");
+#endif
+}
+
+void tst_PackagePublisher::refusesToPublishIntoWhatIsPublished()
+{
+    QFETCH(const QString, out);
+    QVERIFY(writeFile(in(QStringLiteral("there/f")), "content"));
+#ifdef Q_OS_UNIX
+    QVERIFY(QFile::link(in(QString()), m_folder->filePath(QStringLiteral("link"))));
+#endif
+    PublishOrder wanted = order(QStringLiteral("1"));
+    wanted.out = m_folder->filePath(out);
+    QVERIFY2(publishPackage(wanted).problem.contains(QStringLiteral("lies within")), qPrintable(out));
+    QCOMPARE(QDir(in(QString())).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+             QStringList(QStringLiteral("there")));
+}
+
+/// A name that only begins like the folder's is another folder.
+void tst_PackagePublisher::publishesBesideTheFolder()
+{
+    QVERIFY(writeFile(in(QStringLiteral("f")), "content"));
+    PublishOrder wanted = order(QStringLiteral("1"));
+    wanted.out = m_folder->filePath(QStringLiteral("in-published"));
+    QCOMPARE(publishPackage(wanted).problem, QString());
 }
 
 QTEST_GUILESS_MAIN(tst_PackagePublisher)
