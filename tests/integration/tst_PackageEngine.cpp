@@ -583,9 +583,11 @@ void tst_PackageEngine::usesTheStagingFolder()
     };
     const QDir staging(at(QStringLiteral("staging/vantor-%1/%2").arg(package, QString::fromLatin1(published.build))));
     // One chunk is kept back until the files that are being assembled were seen.
-    server->once(publishedChunks().lastKey(), HttpResponse::nothing(HttpResponse::Fault::Stall));
+    const QByteArray keptBack = publishedChunks().lastKey();
+    server->once(keptBack, HttpResponse::nothing(HttpResponse::Fault::Stall));
     const Task task = VantorChunkTask::MakeChunkTask();
     task->Start(stagedRequest());
+    QTRY_COMPARE_WITH_TIMEOUT(server->requestCount(keptBack), 1, kWaitMs);
     QTRY_VERIFY_WITH_TIMEOUT(!staging.entryList({QStringLiteral("*.part")}).isEmpty(), kWaitMs);
     task->Cancel();
     QCOMPARE(end(task)->status, QStringLiteral("Cancelled"));

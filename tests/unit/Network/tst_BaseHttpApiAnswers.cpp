@@ -112,7 +112,7 @@ private:
     }
     bool wait(const ApiEvents& events, int signalCount = 1)
     {
-        return QTest::qWaitFor([&] { return events.log.size() >= signalCount; }, 10000);
+        return QTest::qWaitFor([&] { return events.log.size() >= signalCount; }, 30000);
     }
 
     std::unique_ptr<ScriptedHttpServer> m_server;

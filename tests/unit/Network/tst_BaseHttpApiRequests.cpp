@@ -85,10 +85,11 @@ private:
     HttpRequest send(BaseHttpApi::TYPE type)
     {
         m_api->SetRequestType(type);
-        const ApiEvents events(m_api.get());
+        QSignalSpy finished(m_api.get(), &BaseHttpApi::apiFinished);
         const int before = m_server->requestCount();
         m_api->Send();
-        if (!QTest::qWaitFor([&events] { return events.finished(); }, 5000) || m_server->requestCount() == before)
+        const bool ended = !finished.isEmpty() || finished.wait(30000);
+        if (!ended || m_server->requestCount() == before)
             return {};
         return m_server->requests().last();
     }
