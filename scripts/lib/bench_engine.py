@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""Downloads the same files with the library's engine, aria2c and curl, in turns, and prints a table of medians.
+"""Downloads the same files with the library's engine, Qt alone, aria2c and curl, in turns, and prints medians.
 
     bench_engine.py PROGRAM WORK PORT REPETITIONS SCALE [CASE...]
 
@@ -146,6 +146,7 @@ class Bench:
         return {
             "engine": [self.program, str(plain), str(self.target)],
             "engine, MD5": [self.program, str(checked), str(self.target)],
+            "bare Qt": [self.program, "--bare", str(plain), str(self.target)],
             "aria2c": ["aria2c", "-q", "-x" + CONNECTIONS, "-j" + CONNECTIONS, "--no-conf", "--file-allocation=none",
                        "-d", str(self.target), "-i", str(aria)],
             "curl": ["curl", "-q", "-s", "--parallel", "--parallel-max", CONNECTIONS, "-K", str(curl)],
