@@ -89,6 +89,8 @@ private:
         const int before = m_server->requestCount();
         m_api->Send();
         const bool ended = !finished.isEmpty() || finished.wait(30000);
+        // The reply goes now: a call that is sent before is forgotten together with it.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         if (!ended || m_server->requestCount() == before)
             return {};
         return m_server->requests().last();
