@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Manager/BaseDownloadInterface.h"
 #include "MetaMethods.h"
+#include "VirtualPlaces.h"
 
 #include <QThread>
 #include <QtTest>
@@ -56,6 +57,7 @@ private Q_SLOTS:
     void numbersThePriorities();
     void baseDoesNothing();
     void operationsAreVirtual();
+    void operationsKeepTheirPlaces();
     void belongsToItsParent();
     void signalsCrossThreads();
 };
@@ -113,6 +115,24 @@ void tst_BaseDownloadInterface::operationsAreVirtual()
                           QStringLiteral("RemoveAll"), QStringLiteral("SetSpeedLimit 4")}));
     QCOMPARE(downloader.SetTask({}, DownloadPriority::Normal), 5);
     QCOMPARE(downloader.id(), QStringLiteral("backend"));
+}
+
+void tst_BaseDownloadInterface::operationsKeepTheirPlaces()
+{
+    if (!kVirtualPlacesAreReadable)
+        QSKIP("The compiler lays out pointers to member functions in a form of its own.");
+    using I = BaseDownloadInterface;
+    const QVector<int> places{VirtualPlace(&I::Init),
+                              VirtualPlace(&I::SetTask),
+                              VirtualPlace(&I::StartDownloadTask),
+                              VirtualPlace(&I::StopDownloadTask),
+                              VirtualPlace(&I::StopAllDownloadTask),
+                              VirtualPlace(&I::RemoveDownloadTask),
+                              VirtualPlace(&I::RemoveAllDownloadTask),
+                              VirtualPlace(&I::SetSpeedLimit),
+                              VirtualPlace(&I::id)};
+    for (int i = 0; i < places.size(); ++i)
+        QCOMPARE(places.at(i), kFirstOwnVirtualPlace + i);
 }
 
 void tst_BaseDownloadInterface::belongsToItsParent()

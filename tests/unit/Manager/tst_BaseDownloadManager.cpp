@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Manager/BaseDownloadManager.h"
 #include "MetaMethods.h"
+#include "VirtualPlaces.h"
 
 #include <QThread>
 #include <QtTest>
@@ -216,6 +217,7 @@ private Q_SLOTS:
     void storesTheFlagsAndTheTag();
     void baseDoesNothing();
     void operationsAreVirtual();
+    void operationsKeepTheirPlaces();
     void timerFollowsToAnotherThread();
     void emitsAllSignals();
     void queuedSignalsCrossThreads();
@@ -335,6 +337,30 @@ void tst_BaseDownloadManager::operationsAreVirtual()
     QCOMPARE(manager.SetTask({}, DownloadPriority::Normal, 0), 5);
     QCOMPARE(manager.id(), QStringLiteral("backend"));
     QCOMPARE(manager.IsValid(), false);
+}
+
+void tst_BaseDownloadManager::operationsKeepTheirPlaces()
+{
+    if (!kVirtualPlacesAreReadable)
+        QSKIP("The compiler lays out pointers to member functions in a form of its own.");
+    using M = BaseDownloadManager;
+    const QVector<int> places{VirtualPlace(&M::Init),
+                              VirtualPlace(&M::SetTask),
+                              VirtualPlace(&M::StartDownloadTask),
+                              VirtualPlace(&M::StopDownloadTask),
+                              VirtualPlace(&M::StopAllDownloadTask),
+                              VirtualPlace(&M::RemoveDownloadTask),
+                              VirtualPlace(&M::RemoveAllDownloadTask),
+                              VirtualPlace(&M::SetSpeedLimit),
+                              VirtualPlace(&M::id),
+                              VirtualPlace(&M::IsValid),
+                              VirtualPlace(&M::UpdateRootPath),
+                              VirtualPlace(&M::SetDisableResumeDownload),
+                              VirtualPlace(&M::SetEnablePcdn),
+                              VirtualPlace(&M::SetBusinessTag)};
+    for (int i = 0; i < places.size(); ++i)
+        QCOMPARE(places.at(i), kFirstOwnVirtualPlace + i);
+    QCOMPARE(VirtualPlace(&M::SetLogTag), -1);
 }
 
 void tst_BaseDownloadManager::timerFollowsToAnotherThread()
