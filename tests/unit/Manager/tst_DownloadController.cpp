@@ -133,12 +133,14 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
+    void belongsToItsParent();
     void createsNoBackEndByItself();
     void commandsCreateTheBackEnd_data();
     void commandsCreateTheBackEnd();
     void createsTheBackEndOnce();
     void disableResumeCreatesNone();
     void limitSlotSetsTheSpeedLimit();
+    void limitSlotIsReachedByName();
     void commandsAreHandedOn();
     void startUsesTheLastModels();
     void initReachesTheBackEnd();
@@ -156,6 +158,7 @@ private Q_SLOTS:
     void switchToTheSameTypeIsSilent();
     void switchToVantorCreatesIt();
     void switchToVantorWhenUnusable();
+    void switchIsDoneWhenItIsAnnounced();
     void switchToQt();
     void switchToQtUsesTheSlot();
     void switchToAnotherTypeChangesNothing();
@@ -182,6 +185,14 @@ void tst_DownloadController::cleanup()
 {
     deleteDeferred();
     engine.reset();
+}
+
+void tst_DownloadController::belongsToItsParent()
+{
+    QObject parent;
+    const DownloadController controller(&parent, QStringLiteral("net"));
+    QCOMPARE(controller.parent(), &parent);
+    QCOMPARE(DownloadController::staticMetaObject.superClass(), &QObject::staticMetaObject);
 }
 
 void tst_DownloadController::createsNoBackEndByItself()
@@ -303,6 +314,16 @@ void tst_DownloadController::limitSlotSetsTheSpeedLimit()
     RecordingManager* const manager = controller.Record();
     controller.onLimitSpeedChanged(5000000000);
     QCOMPARE(manager->commands, QStringList(QStringLiteral("SetSpeedLimit(5000000000)")));
+}
+
+void tst_DownloadController::limitSlotIsReachedByName()
+{
+    QCOMPARE(declaredSlots(DownloadController::staticMetaObject),
+             QStringList(QStringLiteral("onLimitSpeedChanged(qint64 speedLimit)")));
+    OpenController controller;
+    RecordingManager* const manager = controller.Record();
+    QVERIFY(QMetaObject::invokeMethod(&controller, "onLimitSpeedChanged", Q_ARG(qint64, -3)));
+    QCOMPARE(manager->commands, QStringList(QStringLiteral("SetSpeedLimit(-3)")));
 }
 
 void tst_DownloadController::commandsAreHandedOn()
@@ -551,6 +572,26 @@ void tst_DownloadController::switchToVantorWhenUnusable()
     QCOMPARE(changed.first().first().toString(), QStringLiteral("QT"));
     QCOMPARE(NetlibControl::Instance()->GetNetlibType(), QStringLiteral("QT"));
     QVERIFY(!controller.currentManager); // nothing fills the slot
+}
+
+void tst_DownloadController::switchIsDoneWhenItIsAnnounced()
+{
+    OpenController controller;
+    RecordingManager* const manager = controller.Record();
+    RecordingManager http(QStringLiteral("QT"));
+    controller.qtManager = &http;
+    QStringList seen;
+    connect(&controller, &DownloadController::downloaderChanged, this, [&](const QString& type) {
+        const QString current = controller.currentManager == manager ? QStringLiteral("engine")
+                                : controller.currentManager == &http ? QStringLiteral("http")
+                                                                     : QStringLiteral("none");
+        seen.append(QStringList{type, NetlibControl::Instance()->GetNetlibType(), current}.join(QLatin1Char(' ')));
+    });
+    controller.SwitchDownloader(QStringLiteral("vantor"));
+    controller.SwitchDownloader(QStringLiteral("QT"));
+    controller.SwitchDownloader(QStringLiteral("libcurl"));
+    QCOMPARE(seen, (QStringList{QStringLiteral("vantor vantor engine"), QStringLiteral("QT QT http"),
+                                QStringLiteral("libcurl QT http")}));
 }
 
 void tst_DownloadController::switchToQt()
