@@ -1,28 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "ApiProbe.h"
+#include "VirtualPlaces.h"
 
 #include <QMetaEnum>
 #include <QMetaMethod>
 #include <QSignalSpy>
 #include <QtTest>
 
-#include <cstddef>
-#include <cstring>
-
 namespace {
 
 using Contract = ShownApi<BaseHttpApiInterface>;
 
 #ifndef Q_CC_MSVC
-// Where a virtual function stands in the table of its class, counted in pointers.
-template<typename Function>
-int slotOf(Function function)
-{
-    std::ptrdiff_t word = 0;
-    std::memcpy(&word, &function, sizeof word);
-    return static_cast<int>((word - 1) / static_cast<std::ptrdiff_t>(sizeof(void*)));
-}
-
 QVector<int> numbersFrom(int first, int count)
 {
     QVector<int> numbers;
@@ -187,32 +176,32 @@ void tst_BaseHttpApiInterface::signalsHaveTheirSignatures()
 void tst_BaseHttpApiInterface::virtualFunctionsKeepTheirOrder()
 {
     using Api = BaseHttpApiInterface;
-    const QVector<int> found{slotOf(&Api::SetNetworkManager),
-                             slotOf(&Api::Send),
-                             slotOf(&Api::Stop),
-                             slotOf(&Api::GetUrlHost),
-                             slotOf(&Api::GetFullUrl),
-                             slotOf(&Api::IsRunning),
-                             slotOf(&Api::WaitSend),
-                             slotOf(&Api::GetHeaderContentType),
-                             slotOf(&Api::GetHeaderETag),
-                             slotOf(&Api::SetRequestType),
-                             slotOf(&Api::SetBaseUrl),
-                             slotOf(&Api::SetRequestPath),
-                             slotOf(&Api::SetRequestHeaders),
-                             slotOf(&Api::SetRequestParams),
-                             slotOf(&Api::SetParamsString),
-                             slotOf(&Api::SetCookies),
-                             slotOf(&Api::SetRetryTimes),
-                             slotOf(&Api::SetTimeout),
-                             slotOf(&Api::CanRetry),
-                             slotOf(&Api::DoRetry),
-                             slotOf(&Contract::parseReceiveData),
-                             slotOf(&Contract::ResetRetryTimes),
-                             slotOf(&TestApi::GetRequest),
-                             slotOf(&TestApi::PostRequest),
-                             slotOf(&TestApi::HeadRequest),
-                             slotOf(&TestApi::PostFormRequest)};
+    const QVector<int> found{VirtualPlace(&Api::SetNetworkManager),
+                             VirtualPlace(&Api::Send),
+                             VirtualPlace(&Api::Stop),
+                             VirtualPlace(&Api::GetUrlHost),
+                             VirtualPlace(&Api::GetFullUrl),
+                             VirtualPlace(&Api::IsRunning),
+                             VirtualPlace(&Api::WaitSend),
+                             VirtualPlace(&Api::GetHeaderContentType),
+                             VirtualPlace(&Api::GetHeaderETag),
+                             VirtualPlace(&Api::SetRequestType),
+                             VirtualPlace(&Api::SetBaseUrl),
+                             VirtualPlace(&Api::SetRequestPath),
+                             VirtualPlace(&Api::SetRequestHeaders),
+                             VirtualPlace(&Api::SetRequestParams),
+                             VirtualPlace(&Api::SetParamsString),
+                             VirtualPlace(&Api::SetCookies),
+                             VirtualPlace(&Api::SetRetryTimes),
+                             VirtualPlace(&Api::SetTimeout),
+                             VirtualPlace(&Api::CanRetry),
+                             VirtualPlace(&Api::DoRetry),
+                             VirtualPlace(&Contract::parseReceiveData),
+                             VirtualPlace(&Contract::ResetRetryTimes),
+                             VirtualPlace(&TestApi::GetRequest),
+                             VirtualPlace(&TestApi::PostRequest),
+                             VirtualPlace(&TestApi::HeadRequest),
+                             VirtualPlace(&TestApi::PostFormRequest)};
     // Three of QObject's meta-object, its destructor's two, and its seven others come before.
     QCOMPARE(found, numbersFrom(12, found.size()));
 }

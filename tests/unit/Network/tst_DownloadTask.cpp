@@ -3,6 +3,7 @@
 #include "LogCapture.h"
 #include "TaskProbe.h"
 #include "Tool/MD5CheckWorker.h"
+#include "VirtualPlaces.h"
 
 #include <QElapsedTimer>
 #include <QSignalSpy>
@@ -50,6 +51,7 @@ private Q_SLOTS:
     void statusValues();
     void namesOfTheFiles();
     void reservedOperationDoesNothing();
+    void operationsKeepTheirPlaces();
 
     void initTakesAnExistingDestination();
     void initFailures_data();
@@ -174,6 +176,23 @@ void tst_DownloadTask::reservedOperationDoesNothing()
     task.Reserved();
     QCOMPARE(events.log, QStringList());
     QCOMPARE(task.GetStatus(), int(DownloadTask::Stopped));
+}
+
+void tst_DownloadTask::operationsKeepTheirPlaces()
+{
+    if (!kVirtualPlacesAreReadable)
+        QSKIP("The compiler lays out pointers to member functions in a form of its own.");
+    using I = DownloadTaskInterface;
+    const QVector<int> places{VirtualPlace(&I::GetTaskModel),    VirtualPlace(&I::GetTotalSize),
+                              VirtualPlace(&I::IsFinished),      VirtualPlace(&I::Init),
+                              VirtualPlace(&I::Start),           VirtualPlace(&I::Stop),
+                              VirtualPlace(&I::GetTempFilePath), VirtualPlace(&I::Release),
+                              VirtualPlace(&I::GetStatus),       VirtualPlace(&I::SetPause),
+                              VirtualPlace(&I::GetErrorString),  VirtualPlace(&I::Reserved),
+                              VirtualPlace(&I::SetRetryTimes),   VirtualPlace(&I::GetRangeFrom416Response),
+                              VirtualPlace(&I::EmitRetry)};
+    for (int i = 0; i < places.size(); ++i)
+        QCOMPARE(places.at(i), kFirstOwnVirtualPlace + i);
 }
 
 void tst_DownloadTask::initTakesAnExistingDestination()
