@@ -8,6 +8,7 @@
 #include <QProcess>
 #include <QtTest>
 
+#include <algorithm>
 #include <atomic>
 
 using namespace EngineTesting;
@@ -309,12 +310,12 @@ void tst_VantorEngineControl::limitsBandwidth()
     const auto done = [&] {
         return bytesDone(engine().lastItem(guid, url("/a"))) + bytesDone(engine().lastItem(guid, url("/b")));
     };
-    QTRY_VERIFY(done() > limit); // more than a second's worth, over both files
+    QTRY_VERIFY_WITH_TIMEOUT(done() > limit, 30000); // more than a second's worth, over both files
     const qint64 elapsedMs = timer.elapsed();
     const qint64 bytes = done();
     QVERIFY2(bytes <= limit * elapsedMs / 1000 + limit / 5,
              qPrintable(QStringLiteral("%1 bytes in %2 ms").arg(bytes).arg(elapsedMs)));
-    QVERIFY2(elapsedMs < 2500, qPrintable(QString::number(elapsedMs)));
+    QVERIFY2(elapsedMs < 5000, qPrintable(QString::number(elapsedMs)));
     // Both get their share.
     QVERIFY(bytesDone(engine().lastItem(guid, url("/a"))) > bytes / 4);
     QVERIFY(bytesDone(engine().lastItem(guid, url("/b"))) > bytes / 4);
@@ -348,22 +349,21 @@ void tst_VantorEngineControl::changesTheLimitWithinASecond()
         }
         return done;
     };
-    // Bytes of the second that begins a second after the change.
-    const auto nextButOneSecond = [&](qint64 changedMs, qint64& bytes) {
-        if (engine().events(Kind::Group, guid).constLast().atMs < changedMs + 2000) {
-            return false;
-        }
-        bytes = doneAt(changedMs + 2000) - doneAt(changedMs + 1000);
-        return true;
+    // Bytes of the last second. Only seconds that begin a second after the change count.
+    const auto lastSecond = [&](qint64 changedMs) -> qint64 {
+        const qint64 now = engine().events(Kind::Group, guid).constLast().atMs;
+        return now < changedMs + 2000 ? -1 : doneAt(now) - doneAt(now - 1000);
     };
-    QTRY_VERIFY(bytesDone(engine().lastItem(guid, url("/a"))) > 250000);
-    qint64 bytes = 0;
+    QTRY_VERIFY_WITH_TIMEOUT(bytesDone(engine().lastItem(guid, url("/a"))) > 250000, 30000);
     qint64 changedMs = setLimit("3000000");
-    QTRY_VERIFY(nextButOneSecond(changedMs, bytes));
-    QVERIFY2(bytes > 1500000 && bytes < 3900000, qPrintable(QString::number(bytes)));
+    // On a busy machine it may take some more seconds until one is as fast as it may be.
+    qint64 fastest = 0;
+    QTRY_VERIFY_WITH_TIMEOUT((fastest = std::max(fastest, lastSecond(changedMs))) > 1500000, 30000);
+    QVERIFY2(fastest < 3900000, qPrintable(QString::number(fastest)));
     changedMs = setLimit("200000");
-    QTRY_VERIFY(nextButOneSecond(changedMs, bytes));
-    QVERIFY2(bytes > 50000 && bytes < 260000, qPrintable(QString::number(bytes)));
+    QTRY_VERIFY_WITH_TIMEOUT(lastSecond(changedMs) >= 0, 30000);
+    const qint64 slow = lastSecond(changedMs);
+    QVERIFY2(slow > 20000 && slow < 260000, qPrintable(QString::number(slow)));
 }
 
 void tst_VantorEngineControl::appliesTheCallbackInterval()
