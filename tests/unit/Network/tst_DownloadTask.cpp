@@ -8,6 +8,7 @@
 #include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QThread>
+#include <QTimer>
 #include <QTranslator>
 #include <QtTest>
 
@@ -145,6 +146,11 @@ void tst_DownloadTask::startsIdle()
     QCOMPARE(task->GetTotalSize(), qint64(kContent.size()));
     QCOMPARE(task->GetErrorString(), QString());
     QVERIFY(!task->IsFinished());
+    const auto* timer = task->findChild<QTimer*>();
+    QVERIFY(timer);
+    QVERIFY(timer->isSingleShot());
+    QVERIFY(!timer->isActive());
+    QCOMPARE(timer->interval(), 30000);
     const DownloadTaskModel copy = task->GetTaskModel();
     QCOMPARE(copy.url, model().url);
     QCOMPARE(copy.path, m_folder->path());

@@ -32,6 +32,7 @@ DownloadTask::DownloadTask(const DownloadTaskModel& taskModel, QObject* parent)
     : DownloadTaskInterface(parent), model(taskModel), file(this), timeoutTimer(this)
 {
     timeoutTimer.setSingleShot(true);
+    timeoutTimer.setInterval(kResponseTimeoutMs);
     connect(&timeoutTimer, &QTimer::timeout, this, &DownloadTask::onTimeOut);
 }
 
