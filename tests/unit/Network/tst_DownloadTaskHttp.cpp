@@ -111,7 +111,7 @@ private Q_SLOTS:
     void forbiddenAsksForLogin();
     void stallIsRetriedThenFails();
     void stopEndsTheTimer();
-    void dataKeepsTheTimerAway();
+    void progressBeginsTheWaitAnew();
 
     void followsRedirects_data();
     void followsRedirects();
@@ -483,7 +483,8 @@ void tst_DownloadTaskHttp::preparingEndsATransferOfWhatIsThere()
     QCOMPARE(task.GetStatus(), int(DownloadTask::Finished));
     QVERIFY(!task.DataReply());
     QCOMPARE(events.log.count(QStringLiteral("finish")), 1);
-    m_server->dropConnections();
+    // No connection that is on its way comes after this.
+    m_server->stop();
     QTRY_COMPARE(m_server->openConnections(), 0);
     QCOMPARE(events.log.last(), QStringLiteral("finish"));
     QCOMPARE(task.GetStatus(), int(DownloadTask::Finished));
@@ -503,9 +504,12 @@ void tst_DownloadTaskHttp::requestsAreMadeAgainAfterOffline()
     connect(&task, &DownloadTask::dataWritten, this,
             [&] { during << task.HeaderNetwork()->networkAccessible() << task.DataNetwork()->networkAccessible(); });
     const TaskEvents events(&task);
-    RUN_TO_END(task, events);
+    QVERIFY(task.Init());
+    // The end of the transfer would take back a header request that has not gone out.
+    QTRY_COMPARE(withMethod("HEAD").size(), 1);
+    QVERIFY(task.Start());
+    QTRY_VERIFY_WITH_TIMEOUT(events.ended(), kEndLimitMs);
     QCOMPARE(events.log.last(), QStringLiteral("finish"));
-    QCOMPARE(withMethod("HEAD").size(), 1);
     QVERIFY(!during.isEmpty());
     QVERIFY(!during.contains(QNetworkAccessManager::NotAccessible));
     QT_WARNING_POP
@@ -758,7 +762,8 @@ void tst_DownloadTaskHttp::stallIsRetriedThenFails()
     RUN_TO_END(task, events);
     QCOMPARE(events.withoutFlush(), texts({"totalSize 200000", "taskRestart 3013", "taskRestart 3013",
                                            "taskRestart 3013", "taskRestart 3013", "error 3013 -1 4"}));
-    QTRY_COMPARE(gets().size(), 5);
+    // A request that is given up so soon need not have reached the server.
+    QVERIFY(gets().size() <= 5);
     m_server->serve(kPath, m_content);
     task.timeoutMs = 30000;
     task.SetRetryTimes(1);
@@ -780,16 +785,24 @@ void tst_DownloadTaskHttp::stopEndsTheTimer()
     QVERIFY(!timer->isActive());
 }
 
-void tst_DownloadTaskHttp::dataKeepsTheTimerAway()
+void tst_DownloadTaskHttp::progressBeginsTheWaitAnew()
 {
-    // Takes twice the time-out in all, without a gap of half of it.
-    m_server->always(kPath, HttpResponse::ok(m_content).rate(kSize));
+    m_server->always(kPath, HttpResponse::nothing(HttpResponse::Fault::Stall));
     TestTask task(model());
-    task.timeoutMs = 500;
+    const auto* timer = task.findChild<QTimer*>();
+    QVERIFY(timer);
+    // Begins nothing where no request runs.
+    task.onNetworkReplyProgress(1, 2);
+    QVERIFY(!timer->isActive());
+    task.timeoutMs = 10000;
+    QVERIFY(start(task));
+    QTRY_VERIFY(timer->remainingTime() < 8000);
+    const int before = timer->remainingTime();
     const TaskEvents events(&task);
-    RUN_TO_END(task, events);
-    QVERIFY(events.restarts.isEmpty());
-    QCOMPARE(readFile(destination()), m_content);
+    task.onNetworkReplyProgress(1, 2);
+    QVERIFY2(timer->remainingTime() > before, qPrintable(QString::number(timer->remainingTime())));
+    QCOMPARE(events.progress, (QVector<QPair<qint64, qint64>>{{1, 2}}));
+    QCOMPARE(timer->interval(), 10000);
 }
 
 void tst_DownloadTaskHttp::followsRedirects_data()
@@ -942,23 +955,30 @@ void tst_DownloadTaskHttp::headerRedirectIsLeftToTheNetwork()
 // The transfer has begun under the old name when the header request brings another.
 void tst_DownloadTaskHttp::headerRedirectDuringATransferSplicesNothing()
 {
+    constexpr qint64 kArrived = 100000;
     const QByteArray target("/other/place.dat");
     m_server->serve(target, m_content);
     m_server->on(kPath, [this](const HttpRequest& request) {
+        // Without a length: the size stays unknown, so that it is asked for again.
         if (request.method == "GET")
-            return HttpResponse::ok(m_content).stallAfter(100000);
-        return HttpResponse::redirect(302, "../other/place.dat").delay(300);
+            return HttpResponse::ok(m_content).claimLength(-1).stallAfter(kArrived);
+        return withMethod("HEAD").size() < 2 ? HttpResponse::nothing(HttpResponse::Fault::Stall)
+                                             : HttpResponse::redirect(302, "../other/place.dat");
     });
     TestTask task(model(0));
     task.SetHeaderNetwork(QSharedPointer<ManualRedirects>::create());
     const TaskEvents events(&task);
-    RUN_TO_END(task, events);
+    QVERIFY(task.Init());
+    QTRY_COMPARE(withMethod("HEAD").size(), 1);
+    QVERIFY(task.Start());
+    QTRY_COMPARE(events.written, kArrived);
+    QVERIFY(task.Init());
+    QTRY_VERIFY_WITH_TIMEOUT(events.ended(), kEndLimitMs);
     QCOMPARE(events.log.last(), QStringLiteral("finish"));
     QCOMPARE(events.errors.size(), 0);
     QCOMPARE(readFile(m_folder->filePath(QStringLiteral("place.dat"))), m_content);
     QVERIFY(!QFile::exists(destination()));
-    // Something had arrived before.
-    QVERIFY(m_content.startsWith(readFile(temporary())));
+    QCOMPARE(readFile(temporary()), m_content.left(kArrived));
     QVERIFY(!m_server->requests(target).last().hasHeader("Range"));
 }
 
@@ -1121,12 +1141,19 @@ void tst_DownloadTaskHttp::rangeRefusedFileIsComplete()
 void tst_DownloadTaskHttp::rangeRefusedHeaderStalls()
 {
     m_server->once(kPath, HttpResponse::withStatus(416, "x"));
-    m_server->once(kPath, HttpResponse::nothing(HttpResponse::Fault::Stall));
-    m_server->serve(kPath, m_content);
+    m_server->on(kPath, [this](const HttpRequest& request) {
+        return request.method == "HEAD" ? HttpResponse::nothing(HttpResponse::Fault::Stall)
+                                        : HttpResponse::content(request, m_content);
+    });
     QVERIFY(writeFile(temporary(), m_content.left(1000)));
     TestTask task(model());
-    task.timeoutMs = 200;
     const TaskEvents events(&task);
+    // Short for the header request alone.
+    connect(&task, &DownloadTask::downloadReport, this, [&task](const DownloadReportData& data) {
+        if (data.GetReportType() == 1)
+            task.timeoutMs = 200;
+    });
+    connect(&task, &DownloadTask::taskRestart, this, [&task] { task.timeoutMs = 30000; });
     RUN_TO_END(task, events);
     QCOMPARE(events.withoutFlush(), texts({"totalSize 200000", "report 2 result 1", "report 1", "taskRestart 3013",
                                            "report 2 result 1", "finish"}));
@@ -1730,7 +1757,7 @@ void tst_DownloadTaskHttp::deletingInEverySignalIsSafe()
     QFETCH(int, nth);
     NetlibControl::Instance()->SetSwitchFor416(true);
     NetlibControl::Instance()->SetIsDownloadWithLogin(true);
-    const qint64 rate = nth > 1 ? 2 * kSize : 1000 * kSize; // slow enough for several samples of progress
+    const qint64 rate = nth > 1 ? kSize / 10 : 1000 * kSize; // slow enough for several samples of progress
     m_server->on(kPath, [this, rate](const HttpRequest& request) {
         return HttpResponse::content(request, m_content).rate(rate);
     });
