@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The order in which a group runs its files, with scripted tasks in place of downloads.
+#include "MetaMethods.h"
 #include "Network/DownloadGroupTask.h"
 #include "Network/DownloadTask.h"
 #include "TaskProbe.h"
@@ -58,6 +59,8 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
+    void declaresItsSignalsAndSlots();
+    void startsWithoutAnId();
     void keepsOneTaskPerUrlAndFolder();
     void containsComparesWithCase();
     void startPreparesAllAndStartsTheFirst();
@@ -104,6 +107,7 @@ private:
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<TestGroup> m_group;
     QStringList m_log; // calls to tasks and signals of the group, in order
+    TaskInfo m_lastError;
 };
 
 void tst_DownloadGroupTask::init()
@@ -130,6 +134,7 @@ void tst_DownloadGroupTask::init()
     connect(group, &Group::taskMd5Stop, this, logTask("taskMd5Stop"));
     connect(group, &Group::md5Started, this, [this](int id) { m_log << QStringLiteral("md5Started %1").arg(id); });
     connect(group, &Group::error, this, [this, nameOf](const TaskInfo& info) {
+        m_lastError = info;
         m_log << QStringLiteral("error %1 %2 %3 %4 %5")
                      .arg(info.GetErrorCode())
                      .arg(info.GetErrorString(), nameOf(info))
@@ -175,6 +180,33 @@ void tst_DownloadGroupTask::finishTask(int index)
     Q_EMIT task(index)->finish(task(index)->url());
 }
 
+void tst_DownloadGroupTask::declaresItsSignalsAndSlots()
+{
+    const QMetaObject& meta = DownloadGroupTask::staticMetaObject;
+    QCOMPARE(declaredSignals(meta),
+             texts({"progress(qint64 bytesRead, qint64 totalBytes, int groupId)", "finish(int groupId)",
+                    "taskStart(int nGroupId, TaskInfo info)", "taskFinish(int nGroupId, TaskInfo info)",
+                    "taskMd5Start(int nGroupId, TaskInfo info)", "error(TaskInfo info)", "md5Started(int groupId)",
+                    "taskMd5Stop(int nGroupId, TaskInfo info)",
+                    "speed(qint64 speed, QString speedStr, QString timeStr, int groupId)", "dataWritten(qint64 bytes)",
+                    "downloadReport(DownloadReportData data)", "totalSize(QString url, qint64 size)", "relogin()",
+                    "taskRestart(QString json)"}));
+    QCOMPARE(declaredSlots(meta),
+             texts({"onProgress(qint64 bytesReceived, qint64 bytesTotal)", "onTaskFinish(QString url)",
+                    "onError(TaskInfo info)", "onMd5Started(QString url)", "onMd5Stoped(QString url)",
+                    "onGetTotalSize(QString url, qint64 size)", "onResetSpeed()", "onTaskRestart(QString json)",
+                    "onTaskStart(QString url)"}));
+}
+
+void tst_DownloadGroupTask::startsWithoutAnId()
+{
+    m_group->onTaskStart(QStringLiteral("http://host/a"));
+    m_group->Start();
+    QVERIFY(!m_group->StartNext());
+    QCOMPARE(m_group->GetTotalBytes(), qint64(0));
+    QCOMPARE(m_log, texts({"taskStart -1 a"}));
+}
+
 void tst_DownloadGroupTask::keepsOneTaskPerUrlAndFolder()
 {
     DownloadTaskModel elsewhere = model(QStringLiteral("a"));
@@ -216,6 +248,9 @@ void tst_DownloadGroupTask::startStopsAtTheFirstFailure()
     // Stopped before the error, so that no header request of an earlier file reports after it.
     QCOMPARE(m_log, texts({"Retry1 a", "Init a", "Retry1 b", "Init b", "Stop a", "Stop b", "Stop c",
                            "error 3012 why b b -1 7"}));
+    QCOMPARE(m_lastError.GetUrl(), task(1)->url());
+    QCOMPARE(m_lastError.GetNetErrorCode(), 0);
+    QCOMPARE(m_lastError.GetIP(), QString());
 }
 
 void tst_DownloadGroupTask::startSurvivesFilesThatFinish()

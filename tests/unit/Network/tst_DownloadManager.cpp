@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The HTTP back-end as a launcher drives it: groups, the limiter, and whole downloads from a scripted server.
 #include "LogCapture.h"
+#include "MetaMethods.h"
 #include "Network/DownloadGroupTask.h"
 #include "Network/DownloadManager.h"
 #include "Network/DownloadTask.h"
@@ -127,6 +128,7 @@ private Q_SLOTS:
     void cleanup();
 
     void isTheQtBackEnd();
+    void declaresItsSlots();
     void allocatesIds();
     void keepsAnExistingGroup();
     void dropsModelsOfOtherGroups();
@@ -136,6 +138,7 @@ private Q_SLOTS:
     void stopTellsAlsoUnknownGroups();
     void stopAllStopsEveryGroup();
     void removeForgetsTheGroup();
+    void finishComesAfterTheRemoval();
     void logLines();
     void relaysEverySignal();
     void errorsAreOfThisBackEnd();
@@ -204,6 +207,16 @@ void tst_DownloadManager::isTheQtBackEnd()
     DownloadManager manager(nullptr, QStringLiteral("net"));
     QCOMPARE(manager.id(), QStringLiteral("QT"));
     QVERIFY(manager.IsValid());
+}
+
+void tst_DownloadManager::declaresItsSlots()
+{
+    const QMetaObject& meta = DownloadManager::staticMetaObject;
+    QCOMPARE(declaredSignals(meta), QStringList());
+    QCOMPARE(declaredSlots(meta), texts({"onGroupFinish(int nGroup)", "onLimitTimeout()", "onDataWritten(qint64 bytes)",
+                                         "onGetTotalSize(QString url, qint64 size)", "onError(TaskInfo info)",
+                                         "onLimitSpeedChanged(qint64 speedLimit)"}));
+    QCOMPARE(meta.superClass(), &BaseDownloadManager::staticMetaObject);
 }
 
 void tst_DownloadManager::allocatesIds()
@@ -335,6 +348,29 @@ void tst_DownloadManager::removeForgetsTheGroup()
     QCOMPARE(events.log, QStringList());
 }
 
+void tst_DownloadManager::finishComesAfterTheRemoval()
+{
+    const DownloadTaskModel a = model(QStringLiteral("a"), m_content);
+    QVERIFY(writeFile(path(QStringLiteral("a")), m_content));
+    TestManager manager(nullptr, QStringLiteral("net"));
+    int finished = 0;
+    connect(&manager, &DownloadManager::finish, this, [&](int id) {
+        ++finished;
+        QCOMPARE(id, 3);
+        // The id and the file are free for a new group.
+        QCOMPARE(manager.SetTask({a}, Normal, id), id);
+        QCOMPARE(manager.created.size(), 2);
+        QVERIFY(manager.created.last()->Contains(a));
+    });
+    manager.StartDownloadTask(3, {a}, QString());
+    QCOMPARE(finished, 1);
+    // A group that is not there has finished all the same.
+    manager.disconnect(this);
+    const ManagerEvents events(&manager);
+    manager.onGroupFinish(99);
+    QCOMPARE(events.log, texts({"finish 99"}));
+}
+
 void tst_DownloadManager::logLines()
 {
     m_server->serve("/a", m_content);
@@ -371,7 +407,8 @@ void tst_DownloadManager::logLines()
     QCOMPARE(named, functions.size());
     log.clear();
     manager.StartDownloadTask(50, {}, QString());
-    QCOMPARE(log.count(0, QStringLiteral("TAGdownload grouptask is not exist")), 1);
+    QCOMPARE(log.texts(0), texts({"TAGstart download task", "TAGdownload grouptask is not exist", "TAG set task",
+                                  "TAGstart download task"}));
 }
 
 void tst_DownloadManager::relaysEverySignal()

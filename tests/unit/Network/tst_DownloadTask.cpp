@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The local side of a task: preparing, checking and placing files, without a server.
 #include "LogCapture.h"
+#include "MetaMethods.h"
 #include "TaskProbe.h"
 #include "Tool/MD5CheckWorker.h"
 #include "VirtualPlaces.h"
@@ -52,6 +53,7 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
+    void declaresItsSignalsAndSlots();
     void startsIdle();
     void statusValues();
     void namesOfTheFiles();
@@ -74,6 +76,7 @@ private Q_SLOTS:
 
     void startFinishesACompleteFile_data();
     void startFinishesACompleteFile();
+    void startFinishesAFileThatIsLarger();
     void startDoesNothingWhile_data();
     void startDoesNothingWhile();
 
@@ -139,6 +142,23 @@ DownloadTaskModel tst_DownloadTask::model(const QString& md5, qint64 size) const
     DownloadTaskModel model;
     model.Init(QStringLiteral("http://127.0.0.1:9/dir/file.bin"), m_folder->path(), md5, QString(), size);
     return model;
+}
+
+// Launchers connect by these names, and invoke by them.
+void tst_DownloadTask::declaresItsSignalsAndSlots()
+{
+    QCOMPARE(
+        declaredSignals(DownloadTaskInterface::staticMetaObject),
+        texts({"progress(qint64 bytesReceived, qint64 bytesTotal)", "dataWritten(qint64 bytes)", "finish(QString url)",
+               "error(TaskInfo errInfo)", "md5Started(QString url)", "md5Stoped(QString url)",
+               "downloadReport(DownloadReportData data)", "totalSize(QString url, qint64 size)", "resetSpeed()",
+               "relogin()", "taskRestart(QString json)", "taskStart(QString url)"}));
+    QCOMPARE(declaredSlots(DownloadTask::staticMetaObject),
+             texts({"onHeaderReponse()", "onDownloadFinished()", "onDownloadReadyRead()",
+                    "onNetworkReplyProgress(qint64 bytesReceived, qint64 bytesTotal)", "onTimeOut()",
+                    "onGetFileMD5(QString md5String)"}));
+    QCOMPARE(DownloadTask::staticMetaObject.superClass(), &DownloadTaskInterface::staticMetaObject);
+    QCOMPARE(DownloadTaskInterface::staticMetaObject.superClass(), &QObject::staticMetaObject);
 }
 
 void tst_DownloadTask::startsIdle()
@@ -415,6 +435,19 @@ void tst_DownloadTask::startFinishesACompleteFile()
     QTEST(events.reports.first().GetReportMap().value(QStringLiteral("group")).toInt(), "group");
     QCOMPARE(readFile(destination()), kContent);
     QVERIFY(!QFile::exists(temporary()));
+}
+
+// Intended: there is nothing to ask for. Only an MD5 tells whether such a file is the right one.
+void tst_DownloadTask::startFinishesAFileThatIsLarger()
+{
+    const QByteArray larger = kContent + " and more";
+    QVERIFY(writeFile(temporary(), larger));
+    DownloadTask task(model());
+    const TaskEvents events(&task);
+    QVERIFY(task.Init());
+    QVERIFY(task.Start());
+    QCOMPARE(events.log, texts({"totalSize 14", "report 2 result 0", "finish"}));
+    QCOMPARE(readFile(destination()), larger);
 }
 
 void tst_DownloadTask::startDoesNothingWhile_data()

@@ -102,6 +102,8 @@ private Q_SLOTS:
     void resetMidBodyResumes();
     void refusedConnectionFails();
     void networkErrorOnTheFifthAttemptFails();
+    void nothingIsAskedForAfterTheFifthAttempt_data();
+    void nothingIsAskedForAfterTheFifthAttempt();
     void badStatusWithBody_data();
     void badStatusWithBody();
     void badStatusWithoutBodyIsRetried();
@@ -119,6 +121,7 @@ private Q_SLOTS:
     void redirectWithoutTargetEnds();
     void redirectOfTheDataRequestIsRetried_data();
     void redirectOfTheDataRequestIsRetried();
+    void bodyOfARedirectIsNotWritten();
     void redirectToAnUnsafeNameIsNotWritten();
     void headerRedirectIsFollowed();
     void headerRedirectIsLeftToTheNetwork();
@@ -639,9 +642,14 @@ void tst_DownloadTaskHttp::refusedConnectionFails()
     RUN_TO_END(task, events);
     QCOMPARE(events.withoutFlush(), texts({"totalSize 200000", "taskRestart 3010", "taskRestart 3010",
                                            "taskRestart 3010", "taskRestart 3010", "error 3010 0 1"}));
-    QVERIFY(events.errors.first().GetErrorString().startsWith(QStringLiteral("status code: 0, error code: 1, ")));
+    const QString message = QStringLiteral("status code: 0, error code: 1, ");
+    const QString error = events.errors.first().GetErrorString();
+    QVERIFY(error.startsWith(message));
+    QVERIFY(error.size() > message.size());
     QCOMPARE(task.GetStatus(), int(DownloadTask::Stopped));
-    QVERIFY(log.texts(0).join(QLatin1Char('\n')).contains(QStringLiteral("onDownloadFinished error: 1")));
+    QCOMPARE(
+        log.count(0, QStringLiteral("onDownloadFinished error: 1%1, status code: 0").arg(error.mid(message.size()))),
+        5);
 }
 
 void tst_DownloadTaskHttp::networkErrorOnTheFifthAttemptFails()
@@ -655,6 +663,41 @@ void tst_DownloadTaskHttp::networkErrorOnTheFifthAttemptFails()
     QTRY_VERIFY_WITH_TIMEOUT(events.ended(), kEndLimitMs);
     QVERIFY(events.restarts.isEmpty());
     QCOMPARE(events.errors.first().GetErrorCode(), 3010);
+}
+
+void tst_DownloadTaskHttp::nothingIsAskedForAfterTheFifthAttempt_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::newRow("redirect") << 302;
+    QTest::newRow("range refused") << 416;
+    QTest::newRow("login required") << 403;
+}
+
+// Neither another place nor a size or a login: what ends the last attempt ends the run.
+void tst_DownloadTaskHttp::nothingIsAskedForAfterTheFifthAttempt()
+{
+    QFETCH(int, status);
+    NetlibControl::Instance()->SetIsDownloadWithLogin(true);
+    NetlibControl::Instance()->SetSwitchFor416(true);
+    m_server->always(
+        kPath,
+        HttpResponse::withStatus(status).addHeader("Location", "/other").addHeader("Content-Range", "bytes */5000"));
+    QVERIFY(writeFile(temporary(), m_content.left(1000)));
+    TestTask task(model());
+    task.manualRedirects = true;
+    const TaskEvents events(&task);
+    QVERIFY(task.Init());
+    task.SetRetryTimes(5);
+    QVERIFY(task.Start());
+    QTRY_VERIFY_WITH_TIMEOUT(events.ended(), kEndLimitMs);
+    const int netError = events.errors.isEmpty() ? -1 : events.errors.first().GetNetErrorCode();
+    QCOMPARE(events.log, texts({"totalSize 200000", "report 2 result 1", "report 3 start", "report 3 finish"})
+                             << QStringLiteral("error 3010 %1 %2").arg(status).arg(netError));
+    QVERIFY(events.errors.first().GetErrorString().startsWith(
+        QStringLiteral("status code: %1, error code: %2, ").arg(status).arg(netError)));
+    QCOMPARE(task.GetTaskModel().url, m_server->url(kPath));
+    QCOMPARE(task.GetTotalSize(), qint64(kSize));
+    QCOMPARE(m_server->requestCount(), 1);
 }
 
 void tst_DownloadTaskHttp::badStatusWithBody_data()
@@ -899,6 +942,21 @@ void tst_DownloadTaskHttp::redirectOfTheDataRequestIsRetried()
     QCOMPARE(readFile(m_folder->filePath(QStringLiteral("place.dat"))), m_content);
     QVERIFY(!QFile::exists(destination()));
     QVERIFY(!m_server->requests(target).first().hasHeader("Range"));
+}
+
+// Larger than the reply's buffer, which would keep the answer from ending if it were not emptied.
+void tst_DownloadTaskHttp::bodyOfARedirectIsNotWritten()
+{
+    m_server->serve("/other/place.dat", m_content);
+    m_server->always(kPath,
+                     HttpResponse::withStatus(302, QByteArray(300000, 'x')).addHeader("Location", "/other/place.dat"));
+    TestTask task(model());
+    task.manualRedirects = true;
+    const TaskEvents events(&task);
+    RUN_TO_END(task, events);
+    QCOMPARE(events.withoutFlush(), texts({"totalSize 200000", "report 0", "taskRestart 3010", "finish"}));
+    QCOMPARE(events.written, qint64(kSize));
+    QCOMPARE(readFile(m_folder->filePath(QStringLiteral("place.dat"))), m_content);
 }
 
 void tst_DownloadTaskHttp::redirectToAnUnsafeNameIsNotWritten()

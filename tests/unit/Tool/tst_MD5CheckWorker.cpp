@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "LogCapture.h"
+#include "MetaMethods.h"
 #include "Tool/MD5CheckWorker.h"
 
 #include <QCryptographicHash>
@@ -86,6 +87,9 @@ void tst_MD5CheckWorker::startsEmpty()
     QCOMPARE(worker->parent(), &parent);
     QCOMPARE(worker->GetFilePath(), QString());
     QCOMPARE(worker->GetMD5Salt(), QString());
+    QCOMPARE(declaredSignals(MD5CheckWorker::staticMetaObject),
+             QStringList{QStringLiteral("md5Checkfinished(QString md5String)")});
+    QCOMPARE(declaredSlots(MD5CheckWorker::staticMetaObject), QStringList{QStringLiteral("onStartMD5()")});
 }
 
 void tst_MD5CheckWorker::hashesFiles_data()
