@@ -631,6 +631,8 @@ void tst_DownloadManager::speedLimitIsStored()
     QCOMPARE(NetlibControl::Instance()->GetLimitDownloadSpeed(), qint64(7168));
     manager.SetSpeedLimit(0);
     QCOMPARE(NetlibControl::Instance()->GetLimitDownloadSpeed(), qint64(0));
+    manager.SetSpeedLimit(-1);
+    QCOMPARE(NetlibControl::Instance()->GetLimitDownloadSpeed(), qint64(-1024));
     manager.SetSpeedLimit(std::numeric_limits<qint64>::max());
     QVERIFY(NetlibControl::Instance()->GetLimitDownloadSpeed() > qint64(1) << 60);
 }
@@ -743,6 +745,15 @@ void tst_DownloadManager::limiterRunsEveryHalfSecond()
     QCOMPARE(manager.calls.mid(0, 2), texts({"Resume a", "Resume a"}));
     // Coarse: up to a twentieth early.
     QVERIFY2(timer.elapsed() >= 900, qPrintable(QString::number(timer.elapsed())));
+    // It ends with the limit.
+    manager.SetSpeedLimit(0);
+    QVERIFY(!period->isActive());
+    manager.SetSpeedLimit(1);
+    QVERIFY(period->isActive());
+    manager.SetSpeedLimit(-1);
+    QVERIFY(!period->isActive());
+    manager.SetSpeedLimit(1);
+    QVERIFY(period->isActive());
     // It ends with the last group, and begins again with the next start.
     manager.RemoveAllDownloadTask();
     manager.onLimitTimeout();

@@ -140,6 +140,8 @@ private Q_SLOTS:
     void rangeRefusedWithoutBody();
 
     void headerTellsTheSize();
+    void headerTellsNoSize_data();
+    void headerTellsNoSize();
     void headerFindsTheFileComplete();
     void headerIsSkippedForKnownSizes();
     void headerFailures_data();
@@ -1260,6 +1262,30 @@ void tst_DownloadTaskHttp::headerTellsTheSize()
     QCOMPARE(log.count(0, QStringLiteral("Header response, file: file.bin")), 1);
     QCOMPARE(log.count(0, QStringLiteral("Header response, file: file.bin, size: 200000")), 1);
     QCOMPARE(log.count(0, m_server->urlText(kPath) + QStringLiteral(" header size is 200000")), 1);
+}
+
+void tst_DownloadTaskHttp::headerTellsNoSize_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::newRow("200") << 200;
+    QTest::newRow("206") << 206;
+}
+
+// Told as 0. Nothing of what is there counts as the whole file then.
+void tst_DownloadTaskHttp::headerTellsNoSize()
+{
+    QFETCH(int, status);
+    m_server->always(kPath, HttpResponse::withStatus(status).claimLength(-1));
+    QVERIFY(writeFile(temporary(), m_content.left(1000)));
+    LogCapture log;
+    TestTask task(model(-1));
+    const TaskEvents events(&task);
+    QVERIFY(task.Init());
+    QTRY_COMPARE(events.log, texts({"totalSize 0"}));
+    QCOMPARE(log.count(0, QStringLiteral("Header response, file: file.bin, size: 0")), 1);
+    QCOMPARE(log.count(0, m_server->urlText(kPath) + QStringLiteral(" header size is 0")), 1);
+    QCOMPARE(task.GetTotalSize(), qint64(0));
+    QCOMPARE(task.GetStatus(), int(DownloadTask::Stopped));
 }
 
 void tst_DownloadTaskHttp::headerFindsTheFileComplete()
