@@ -89,8 +89,9 @@ void CanonicalNameQuery::onFinished()
     }
     QStringList names;
     const QList<QDnsDomainNameRecord> records = m_lookup->canonicalNameRecords();
+    // The records' own names: the host that was asked for, and what it is led on to.
     for (const QDnsDomainNameRecord& record : records)
-        names << record.value();
+        names << record.name();
     Q_EMIT answered(names);
     deleteLater();
 }

@@ -21,7 +21,7 @@ namespace CanonicalNames {
 /// those who ask in the meantime get its answer, too.
 /// \param owner receives the answer, once, on its own thread; nothing is delivered when it is deleted before
 /// \param begin starts a look-up that has been prepared; called before this returns, or not at all
-/// \param tell  gets the names; empty when there are none or nobody answered
+/// \param tell  gets the names of the canonical-name records; empty when there are none or nobody answered
 void Ask(const QString& host, QObject* owner, const std::function<void(QDnsLookup*)>& begin,
          const std::function<void(const QStringList&)>& tell);
 
