@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The worker with a program of the tests' own in the place of 7z.exe, which prints and does what a script says.
 #include "LogCapture.h"
+#include "MetaMethods.h"
 #include "ProcessLife.h"
 #include "Setup/Process7zWorker.h"
 #include "Setup/SevenZipOutput.h"
@@ -105,6 +106,8 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void registersTheExitStatus();
+    void declaresSignalsAndSlots();
+    void takesAnEndThroughAQueue();
     void startsWithNothing();
     void stopWithoutAChildOnlyLogs();
     void passesTheArgumentsInOrder();
@@ -151,6 +154,7 @@ private Q_SLOTS:
     void waitsForNothing();
     void waitNoticesAStop();
     void runsOnAnotherThread();
+    void queriesAskTheSearchPathAlone();
     void tellsTheVersion_data();
     void tellsTheVersion();
     void tellsNoVersionWithoutTheProgram();
@@ -246,6 +250,33 @@ void tst_Process7zWorker::registersTheExitStatus()
     const int type = QMetaType::type("QProcess::ExitStatus");
     QVERIFY(type != QMetaType::UnknownType);
     QCOMPARE(type, qMetaTypeId<QProcess::ExitStatus>());
+}
+
+void tst_Process7zWorker::declaresSignalsAndSlots()
+{
+    const QMetaObject& meta = Process7zWorker::staticMetaObject;
+    QCOMPARE(declaredSignals(meta), (QStringList{QStringLiteral("unzipProgress(int percent, qint64 processBytes)"),
+                                                 QStringLiteral("unzipFinished(int exitCode)"),
+                                                 QStringLiteral("unzipError(int error, QString msg)")}));
+    QCOMPARE(declaredSlots(meta),
+             (QStringList{QStringLiteral("onProcessFinished(int exitCode, QProcess::ExitStatus exitStatus)"),
+                          QStringLiteral("onProcessOutput()"), QStringLiteral("onProcessError()")}));
+    for (const char* slot : {"onProcessFinished(int,QProcess::ExitStatus)", "onProcessOutput()", "onProcessError()"}) {
+        const int index = meta.indexOfSlot(slot);
+        QVERIFY2(index >= 0, slot);
+        QCOMPARE(meta.method(index).access(), QMetaMethod::Private);
+    }
+}
+
+// What the registered name is for.
+void tst_Process7zWorker::takesAnEndThroughAQueue()
+{
+    m_worker->SetSize(1000);
+    QVERIFY(QMetaObject::invokeMethod(m_worker.get(), "onProcessFinished", Qt::QueuedConnection, Q_ARG(int, 0),
+                                      Q_ARG(QProcess::ExitStatus, QProcess::NormalExit)));
+    QVERIFY(m_events->list.isEmpty());
+    QCoreApplication::processEvents();
+    QCOMPARE(m_events->list, (QStringList{QStringLiteral("progress 100 1000"), finished(0)}));
 }
 
 void tst_Process7zWorker::startsWithNothing()
@@ -913,6 +944,30 @@ void tst_Process7zWorker::runsOnAnotherThread()
              (QStringList{QStringLiteral("progress 10 0"), QStringLiteral("progress 100 0"), finished(0)}));
 }
 
+void tst_Process7zWorker::queriesAskTheSearchPathAlone()
+{
+    QVERIFY(QFile::copy(QStringLiteral(FAKE_7Z), beside(QStringLiteral("/7z.exe"))));
+    QVERIFY(QFile::copy(archive(), beside(QStringLiteral("/7z.dll"))));
+    const QString besideFolder = QFileInfo(QCoreApplication::applicationDirPath()).canonicalFilePath();
+#ifdef Q_OS_WIN
+    // The system itself looks into the application's folder first.
+    const QString folder = besideFolder;
+#else
+    const QString folder = QFileInfo(QStringLiteral(FAKE_7Z)).canonicalPath();
+#endif
+    const auto askedFolder = [this] { return QFileInfo(report().value(0)).canonicalPath(); };
+    script({});
+    // An extraction runs the program beside the application.
+    QVERIFY(start());
+    QVERIFY(waitFor(finished(0)));
+    QCOMPARE(askedFolder(), besideFolder);
+    Process7zWorker::version();
+    QCOMPARE(askedFolder(), folder);
+    QVERIFY(QFile::remove(path(QStringLiteral("report"))));
+    (m_worker.get()->*totalSizeQuery())();
+    QCOMPARE(askedFolder(), folder);
+}
+
 void tst_Process7zWorker::tellsTheVersion_data()
 {
     QTest::addColumn<QByteArray>("output");
@@ -933,7 +988,6 @@ void tst_Process7zWorker::tellsTheVersion()
 {
     QFETCH(QByteArray, output);
     QFETCH(QString, version);
-    // Beside the application lies another one, which is not asked.
     script({out(output), exitWith(7)});
     const QString result = Process7zWorker::version();
     QCOMPARE(result, version);
