@@ -213,6 +213,7 @@ private Q_SLOTS:
     void reportsFailures_data();
     void reportsFailures();
     void emitsOnceOnAWorkerThread();
+    void slotCanBeInvokedByName();
     void emitsNothingKnownForOtherTexts_data();
     void emitsNothingKnownForOtherTexts();
 };
@@ -461,6 +462,15 @@ void tst_DiskTypeEnumerator::emitsOnceOnAWorkerThread()
     QCOMPARE(spy.size(), 1);
     const int type = spy.constFirst().constFirst().toInt();
     QVERIFY2(QVector<int>({0, 3, 4, 5}).contains(type), qPrintable(QString::number(type)));
+}
+
+void tst_DiskTypeEnumerator::slotCanBeInvokedByName()
+{
+    DiskTypeEnumerator disk;
+    QSignalSpy spy(&disk, SIGNAL(mediaType(int)));
+    QVERIFY(spy.isValid());
+    QVERIFY(QMetaObject::invokeMethod(&disk, "onStart", Qt::DirectConnection));
+    QCOMPARE(spy.size(), 1);
 }
 
 void tst_DiskTypeEnumerator::emitsNothingKnownForOtherTexts_data()
