@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QPointer>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QThread>
@@ -17,6 +18,26 @@
 #include <functional>
 #include <limits>
 #include <memory>
+
+#ifdef Q_OS_LINUX
+#include <atomic>
+#include <csignal>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+std::atomic<bool> isKillHeld{false};
+}
+
+// Taken instead of the system's function of that name, by Qt as well. While it is held back, a program lives on after
+// it was killed, as one does that waits for a disk.
+extern "C" Q_DECL_EXPORT int kill(pid_t process, int signal) noexcept
+{
+    if (isKillHeld && signal == SIGKILL)
+        return 0;
+    return static_cast<int>(::syscall(SYS_kill, process, signal));
+}
+#endif
 
 namespace {
 
@@ -181,6 +202,12 @@ private:
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<Process7zWorker> m_worker;
     std::unique_ptr<Events> m_events;
+
+#ifdef Q_OS_LINUX
+private Q_SLOTS:
+    void reportsAnEndThatComesLate();
+    void forgetsAnEndThatComesAfterIt();
+#endif
 };
 
 void tst_Process7zWorker::initTestCase()
@@ -1033,6 +1060,47 @@ void tst_Process7zWorker::tellsNoTotalSizeWithoutTheProgram()
     setSearchPath(m_folder->path());
     QCOMPARE((m_worker.get()->*totalSizeQuery())(), qint64(0));
 }
+
+#ifdef Q_OS_LINUX
+void tst_Process7zWorker::reportsAnEndThatComesLate()
+{
+    script({out(" 10%"), wait(QStringLiteral("never"))});
+    QVERIFY(start());
+    QVERIFY(waitFor(QStringLiteral("progress 10 0")));
+    const auto child = static_cast<pid_t>(reportedProcess());
+    const QPointer<QProcess> process(m_worker->findChild<QProcess*>());
+    isKillHeld = true;
+    m_worker->Stop();
+    isKillHeld = false;
+    QVERIFY(isProcessRunning(child));
+    QVERIFY(m_worker->children().isEmpty());
+    QCOMPARE(m_events->list, QStringList(QStringLiteral("progress 10 0")));
+    // Meanwhile the worker may do other work.
+    script({out(" 50%"), exitWith(3)});
+    QVERIFY(start());
+    QVERIFY(waitFor(finished(3)));
+    QCOMPARE(::kill(child, SIGKILL), 0);
+    QVERIFY(waitFor(finished(kKilledCode)));
+    QCOMPARE(m_events->list, (QStringList{QStringLiteral("progress 10 0"), QStringLiteral("progress 50 0"), finished(3),
+                                          finished(kKilledCode)}));
+    QTRY_VERIFY_WITH_TIMEOUT(!process, kPatienceMs);
+}
+
+void tst_Process7zWorker::forgetsAnEndThatComesAfterIt()
+{
+    script({wait(QStringLiteral("end"))});
+    QVERIFY(start());
+    QTRY_VERIFY_WITH_TIMEOUT(reportedProcess() != 0, kPatienceMs);
+    const QPointer<QProcess> process(m_worker->findChild<QProcess*>());
+    isKillHeld = true;
+    m_worker.reset();
+    isKillHeld = false;
+    QVERIFY(isProcessRunning(reportedProcess()));
+    go(QStringLiteral("end"));
+    QTRY_VERIFY_WITH_TIMEOUT(!process, kPatienceMs);
+    QVERIFY(m_events->list.isEmpty());
+}
+#endif
 
 QTEST_GUILESS_MAIN(tst_Process7zWorker)
 

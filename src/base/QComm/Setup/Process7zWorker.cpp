@@ -62,7 +62,7 @@ private:
 };
 
 // Whether the process is known to have ended. The destructor of a process waits for its end, too, but only when the
-// event loop gets to it. That wait is done here, so that the report belongs to this run and not to the next one.
+// event loop gets to it. That wait is done here, so that as a rule the report comes before the next run begins.
 bool waitForEnd(QProcess* process)
 {
     if (process->state() == QProcess::NotRunning)
@@ -83,8 +83,7 @@ void endProcess(QProcess* process)
         process->deleteLater();
         return;
     }
-    if (reportingCount(process) == 0)
-        process->disconnect();
+    // Still connected: its end is reported, however late it comes.
     QObject::connect(process, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), process,
                      &QObject::deleteLater);
 }

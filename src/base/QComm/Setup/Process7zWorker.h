@@ -78,7 +78,8 @@ public:
     /// The end of a killed program is reported as any other: what it had still written, and unzipFinished with
     /// the code that the system gives (9 on Linux, 62097 on Windows), all inside this call, and nothing of that
     /// run comes afterwards. Called inside a handler of unzipProgress or unzipError, the end is reported as soon
-    /// as that handler has returned. Without a child the call only logs.
+    /// as that handler has returned. A program that the system does not end within a second, because a disk hangs
+    /// for instance, is reported when it does end, maybe amid the next run. Without a child the call only logs.
     void Stop();
 
     /// \brief Blocks until the program has started (30 seconds at most) and ended (another 30 at most).
