@@ -12,6 +12,7 @@
 #include <QPointer>
 #include <QSignalSpy>
 #include <QTemporaryDir>
+#include <QTextCodec>
 #include <QThread>
 #include <QtTest>
 
@@ -156,6 +157,7 @@ private Q_SLOTS:
     void reportsStandardError();
     void reportsEachChunkOfStandardError();
     void readsStandardErrorInTheLocalCodePage();
+    void readsOnlyProgressAsUtf8();
     void closesStandardInput();
     void stopKills();
     void stopReportsWhatWasWritten();
@@ -685,6 +687,27 @@ void tst_Process7zWorker::readsStandardErrorInTheLocalCodePage()
     QVERIFY(start());
     QVERIFY(waitFor(finished(2)));
     QCOMPARE(m_events->list.constFirst(), QStringLiteral("error 2002 ") + QString::fromLocal8Bit(text.toLocal8Bit()));
+}
+
+// On a system whose code page is another than UTF-8.
+void tst_Process7zWorker::readsOnlyProgressAsUtf8()
+{
+    script({out("\xc2\xa0\x37%"), err("caf\xe9"), exitWith(2)});
+    QVERIFY(start());
+    QTextCodec* const before = QTextCodec::codecForLocale();
+    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO-8859-1"));
+    const bool isAtEnd = waitFor(finished(2));
+    script({out("7-Zip \xe9\r\n")});
+    const QString version = Process7zWorker::version();
+    script({out("\xc2\xa0 x 3\r\n")}); // one word more than there would be without the first
+    const qint64 size = (m_worker.get()->*totalSizeQuery())();
+    QTextCodec::setCodecForLocale(before);
+    QVERIFY(isAtEnd);
+    m_events->list.sort();
+    QCOMPARE(m_events->list,
+             (QStringList{QStringLiteral("error 2002 caf\u00e9"), finished(2), QStringLiteral("progress 7 0")}));
+    QCOMPARE(version, QStringLiteral("\u00e9"));
+    QCOMPARE(size, qint64(3));
 }
 
 void tst_Process7zWorker::closesStandardInput()
