@@ -269,6 +269,9 @@ void tst_StringOperator::looksForTheTextBeforeTheFirstColon()
     QVERIFY(QDir().mkdir(QStringLiteral("longer:")));
     QVERIFY(StringOperator::IsValidPath(path));
     QVERIFY(!StringOperator::IsValidPath(QStringLiteral("longer:/new:x")));
+    // Not before the last one.
+    QVERIFY(QDir().mkdir(QStringLiteral("two:colons:")));
+    QVERIFY(!StringOperator::IsValidPath(QStringLiteral("two:colons:/new")));
 #endif
 }
 
