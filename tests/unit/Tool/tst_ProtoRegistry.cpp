@@ -127,6 +127,7 @@ private Q_SLOTS:
     void registersNothingWithoutAName();
     void writesOnlyTheFirstTime();
     void leavesAnotherArgument();
+    void writesOverALeadingBlank();
     void writesAgainAfterTheProgramMoved();
     void writesAPathWithBlanksEachTime();
     void comparesLetterCase();
@@ -265,6 +266,18 @@ void tst_ProtoRegistry::leavesAnotherArgument()
     QVERIFY(command().set(kDefault, QStringLiteral("\"C:\\Games\\launcher.exe\"")));
     registry.Register(schema());
     QCOMPARE(command().text(), QStringLiteral("\"C:\\Games\\launcher.exe\""));
+}
+
+// What is before the first blank is compared, though it be nothing.
+void tst_ProtoRegistry::writesOverALeadingBlank()
+{
+    ProtoRegistry registry;
+    registry.Register(schema());
+    tamper();
+    QVERIFY(command().set(kDefault, QStringLiteral(" \"C:\\Games\\launcher.exe\" \"--url=%1\"")));
+    registry.Register(schema());
+    QVERIFY(!isTampered());
+    QCOMPARE(command().text(), QStringLiteral("\"C:\\Games\\launcher.exe\" \"--url=%1\""));
 }
 
 void tst_ProtoRegistry::writesAgainAfterTheProgramMoved()
