@@ -73,6 +73,7 @@ private Q_SLOTS:
     void cleanup();
 
     void namesItself();
+    void belongsToItsParent();
     void groupStatusHasFixedNumbers_data();
     void groupStatusHasFixedNumbers();
     void itemStatusHasFixedNumbers_data();
@@ -98,6 +99,7 @@ private Q_SLOTS:
     void setTaskLogsAndLeavesTheEngineAlone();
 #if defined(QT_NO_DEBUG) // elsewhere an assertion ends the process, see emptyRequestsAreErrors
     void emptySetTaskIsLogged();
+    void emptySetTaskKeepsTheStoredModels();
     void startOfUnknownEmptyGroupIsLogged();
 #endif
 
@@ -157,6 +159,13 @@ void tst_VantorDownloadManager::namesItself()
 {
     QCOMPARE(manager->id(), QStringLiteral("vantor"));
     QVERIFY(manager->IsValid());
+}
+
+void tst_VantorDownloadManager::belongsToItsParent()
+{
+    QObject parent;
+    const VantorDownloadManager child(&parent, QStringLiteral("net"));
+    QCOMPARE(child.parent(), &parent);
 }
 
 void tst_VantorDownloadManager::groupStatusHasFixedNumbers_data()
@@ -400,6 +409,15 @@ void tst_VantorDownloadManager::emptySetTaskIsLogged()
     QCOMPARE(log->texts(kError).size(), 1);
     QCOMPARE(log->texts(kInfo).size(), 1);
 }
+
+void tst_VantorDownloadManager::emptySetTaskKeepsTheStoredModels()
+{
+    manager->SetTask({model(QStringLiteral("http://127.0.0.1/stored"))}, Normal, 9);
+    manager->SetTask({}, Normal, 9);
+    manager->StartDownloadTask(9, {}, QString());
+    QCOMPARE(firstItem(engine->TakeCalls().value(0).text1).value(QStringLiteral("name")).toString(),
+             QStringLiteral("stored"));
+}
 #endif
 
 void tst_VantorDownloadManager::startSubmitsTheList()
@@ -533,10 +551,13 @@ void tst_VantorDownloadManager::stopCancelsTheGroup()
 
 void tst_VantorDownloadManager::stopOfAnotherGroupCancelsNothing()
 {
+    engine->NextGroupGuid(QStringLiteral("g3"));
     manager->StartDownloadTask(3, oneFile(), QString());
     engine->TakeCalls();
+    log->clear();
     manager->StopDownloadTask(4);
     QCOMPARE(engine->TakeCallLines(), QStringList());
+    QCOMPARE(log->texts(), QStringList(QStringLiteral("[net][vantor] stop download task, groupGuid: g3")));
 }
 
 void tst_VantorDownloadManager::stopAllCancelsTheGroup()
@@ -659,6 +680,7 @@ void tst_VantorDownloadManager::deletesNothingElse()
 {
     const QTemporaryDir folder;
     QVERIFY(QDir(folder.path()).mkdir(QStringLiteral("folder_tmp")));
+    const QFile::Permissions permissions = QFile::permissions(folder.filePath(QStringLiteral("folder_tmp")));
     const QString other = folder.filePath(QStringLiteral("other_tmp"));
     QVERIFY(touch(other));
     manager->SetTask({model(QStringLiteral("http://127.0.0.1/folder"), folder.path()),
@@ -669,6 +691,7 @@ void tst_VantorDownloadManager::deletesNothingElse()
     manager->DeleteFileByUrl(QStringLiteral("http://127.0.0.1/other"));
     manager->DeleteFileByUrl(QString());
     QVERIFY(QDir(folder.filePath(QStringLiteral("folder_tmp"))).exists());
+    QCOMPARE(QFile::permissions(folder.filePath(QStringLiteral("folder_tmp"))), permissions);
     QVERIFY(QFile::exists(other));
 }
 

@@ -7,7 +7,9 @@
 #include "LogCapture.h"
 #include "MetaMethods.h"
 #include "OrvelCommon/Testing.h"
+#include "vantor/VantorExporter.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QJsonArray>
@@ -86,6 +88,8 @@ private Q_SLOTS:
     void diskGuardRestsInEndStates();
     void diskGuardNeedsAFolder();
     void diskGuardRestsAfterAForbiddenFile();
+    void diskGuardCancelsTheGroupThatTheCallbackNames();
+    void warningsNameTheGroupOfTheCallback();
 
     void userStopEndsAsCancelled();
     void engineCancelEndsAsCancelled();
@@ -122,6 +126,7 @@ private Q_SLOTS:
     void endStopsTheAveraging_data();
     void endStopsTheAveraging();
     void endForgetsTheGuid();
+    void endLeavesTheExporter();
     void failureWithoutDetail();
     void failureWithDetail_data();
     void failureWithDetail();
@@ -132,6 +137,7 @@ private Q_SLOTS:
 
     void fileErrorCodes_data();
     void fileErrorCodes();
+    void fileErrorsTellTheServer();
     void retryCountIsOneLess_data();
     void retryCountIsOneLess();
     void otherFileStatesAreSilent_data();
@@ -146,9 +152,12 @@ private Q_SLOTS:
     void lowDiskRewritesFileErrors();
 
     void speedComesAfterTheInterval();
+    void speedIsMeasuredBetweenReports();
+    void speedComesEverySecond();
     void speedComesOnlyWithProgress();
     void nextRunMeasuresAfresh();
     void speedPrefersTheAverage();
+    void averageTakesReportedSpeeds();
     void averageKeepsTenSamples();
     void hugeSpeedsDoNotOverflow();
     void averageTicksByItself();
@@ -161,7 +170,7 @@ private Q_SLOTS:
 
 private:
     void start();
-    void group(const QString& status, const QList<QJsonObject>& files = {});
+    void group(const QString& status, const QList<QJsonObject>& files = {}, const QString& guid = kGuid);
     void file(const QJsonObject& object);
     QTimer* timer() const;
 
@@ -212,11 +221,12 @@ void tst_VantorDownloadManagerCallbacks::start()
     log->clear();
 }
 
-void tst_VantorDownloadManagerCallbacks::group(const QString& status, const QList<QJsonObject>& files)
+void tst_VantorDownloadManagerCallbacks::group(const QString& status, const QList<QJsonObject>& files,
+                                               const QString& guid)
 {
     GroupTaskModel parsed;
-    parsed.Parse(EngineTexts::Group(kGuid, status, files));
-    manager->onParseGroupTaskCallback(kGuid, parsed);
+    parsed.Parse(EngineTexts::Group(guid, status, files));
+    manager->onParseGroupTaskCallback(guid, parsed);
 }
 
 void tst_VantorDownloadManagerCallbacks::file(const QJsonObject& object)
@@ -384,6 +394,30 @@ void tst_VantorDownloadManagerCallbacks::diskGuardRestsAfterAForbiddenFile()
     group(QStringLiteral("Progressing"));
     QCOMPARE(probed, QStringList());
     QCOMPARE(engine->TakeCallLines(), QStringList());
+}
+
+void tst_VantorDownloadManagerCallbacks::diskGuardCancelsTheGroupThatTheCallbackNames()
+{
+    const QString named = QStringLiteral("named");
+    freeBytes = 0;
+    group(QStringLiteral("Progressing"), {}, named);
+    QCOMPARE(engine->TakeCallLines(), QStringList(QStringLiteral("Cancel(named)")));
+    group(QStringLiteral("Cancelled"), {}, named);
+    QCOMPARE(log->texts(kWarning),
+             (QStringList{QStringLiteral("[net] [vantor] disk space less than 100 mb, need cancel download task named"),
+                          QStringLiteral("[net] [vantor] disk space less than 100 mb, inner cancelled named")}));
+}
+
+void tst_VantorDownloadManagerCallbacks::warningsNameTheGroupOfTheCallback()
+{
+    const QString named = QStringLiteral("named");
+    group(QStringLiteral("Progressing"), {File(QStringLiteral("a"), QStringLiteral("Downloading"), bytes(10, 4, 6))},
+          named);
+    QCOMPARE(log->texts(kWarning),
+             QStringList(QStringLiteral("[net] [vantor] named download finished but status is: Downloading")));
+    file(failedFile(QStringLiteral("a"), true, "url_net_error", ErrorDetail(1, 2, QStringLiteral("m"))));
+    group(QStringLiteral("Cancelled"), {}, named);
+    QCOMPARE(log->texts(kWarning).last(), QStringLiteral("[net] [vantor] single task failed or 403, named"));
 }
 
 void tst_VantorDownloadManagerCallbacks::userStopEndsAsCancelled()
@@ -721,6 +755,17 @@ void tst_VantorDownloadManagerCallbacks::endForgetsTheGuid()
     QCOMPARE(engine->TakeCallLines(), QStringList(QStringLiteral("Cancel()")));
 }
 
+void tst_VantorDownloadManagerCallbacks::endLeavesTheExporter()
+{
+    VantorExporter* const exporter = VantorExporter::Instance();
+    connect(exporter, &VantorExporter::onGroupTaskCallback, manager.get(), &VantorDownloadManager::groupTaskCallback);
+    const QString text = QString::fromUtf8(EngineTexts::Group(kGuid, QStringLiteral("Success"), {}));
+    exporter->GroupTaskCallback(kGuid, text);
+    QCOMPARE(events->Take(), QStringList(QStringLiteral("finish(3)")));
+    exporter->GroupTaskCallback(kGuid, text);
+    QCOMPARE(events->Lines(), QStringList());
+}
+
 void tst_VantorDownloadManagerCallbacks::failureWithoutDetail()
 {
     group(QStringLiteral("Failed"), {File(QStringLiteral("a"), QStringLiteral("Failed"))});
@@ -843,6 +888,21 @@ void tst_VantorDownloadManagerCallbacks::fileErrorCodes()
                              .arg(message)
                              .arg(code == 0 ? 0 : -7)));
     QCOMPARE(engine->TakeCallLines(), QStringList());
+}
+
+void tst_VantorDownloadManagerCallbacks::fileErrorsTellTheServer()
+{
+    QSignalSpy spy(manager.get(), &BaseDownloadManager::errorRetry);
+    QJsonObject object =
+        failedFile(QStringLiteral("a"), false, "url_net_error", ErrorDetail(1, 2, QStringLiteral("why")));
+    object.insert(QStringLiteral("remote_address"), QStringLiteral("127.0.0.9"));
+    object.insert(QStringLiteral("url_response_info"),
+                  QJsonObject{{QStringLiteral("http_header"), QJsonObject{{QStringLiteral("Server"), 1}}}});
+    file(object);
+    QCOMPARE(spy.size(), 1);
+    const auto info = spy.first().first().value<TaskInfo>();
+    QCOMPARE(info.GetIP(), QStringLiteral("127.0.0.9"));
+    QCOMPARE(info.GetResponseHeader(), QStringLiteral("{\"Server\":1}"));
 }
 
 void tst_VantorDownloadManagerCallbacks::retryCountIsOneLess_data()
@@ -1016,6 +1076,37 @@ void tst_VantorDownloadManagerCallbacks::speedComesAfterTheInterval()
     QCOMPARE(events->Last(), QStringLiteral("finish(3)"));
 }
 
+void tst_VantorDownloadManagerCallbacks::speedIsMeasuredBetweenReports()
+{
+    QSignalSpy spy(manager.get(), &BaseDownloadManager::speed2);
+    const auto item = [](int done) {
+        return File(QStringLiteral("a"), QStringLiteral("Downloading"), bytes(100000000, 0, done));
+    };
+    // However many callbacks come before a report, only the first of them is a sample.
+    for (int callback = 1; callback <= 30; ++callback)
+        group(QStringLiteral("Progressing"), {item(callback * 1000)});
+    nowMs += 1000;
+    group(QStringLiteral("Progressing"), {item(41000)});
+    QCOMPARE(spy.size(), 1);
+    QCOMPARE(spy.first().at(1).toLongLong(), qint64(40000));
+}
+
+void tst_VantorDownloadManagerCallbacks::speedComesEverySecond()
+{
+    // With the manager's own interval and clock.
+    const qint64 beginMs = QDateTime::currentMSecsSinceEpoch();
+    manager = std::make_unique<VantorDownloadManager>(nullptr, QStringLiteral("net"));
+    events = std::make_unique<DownloadEvents>(manager.get());
+    start();
+    const auto isReported = [this] {
+        group(QStringLiteral("Progressing"),
+              {File(QStringLiteral("a"), QStringLiteral("Downloading"), bytes(100, 0, 10))});
+        return events->Count(QStringLiteral("speed2(")) > 0;
+    };
+    QTRY_VERIFY(isReported());
+    QVERIFY(QDateTime::currentMSecsSinceEpoch() - beginMs >= 1000);
+}
+
 void tst_VantorDownloadManagerCallbacks::speedComesOnlyWithProgress()
 {
     nowMs += 5000;
@@ -1062,6 +1153,22 @@ void tst_VantorDownloadManagerCallbacks::speedPrefersTheAverage()
     QCOMPARE(report(0), QStringLiteral("speed2(5, 3)")); // the integer mean
     start();
     QCOMPARE(report(7), QStringLiteral("speed2(7, 3)")); // the next run averages afresh
+}
+
+void tst_VantorDownloadManagerCallbacks::averageTakesReportedSpeeds()
+{
+    const auto item = [](int bandwidth) {
+        return File(QStringLiteral("a"), QStringLiteral("Downloading"),
+                    with(bytes(1000, 0, 10), "bandwidth_byte", bandwidth));
+    };
+    nowMs += 1000;
+    group(QStringLiteral("Progressing"), {item(500)});
+    nowMs += 999;
+    group(QStringLiteral("Progressing"), {item(900)}); // too early for a report
+    manager->OnTimeoutToCalcDownloadSpeed();
+    nowMs += 1;
+    group(QStringLiteral("Progressing"), {item(0)});
+    QCOMPARE(events->Last(), QStringLiteral("speed2(500, 3)"));
 }
 
 void tst_VantorDownloadManagerCallbacks::averageKeepsTenSamples()
