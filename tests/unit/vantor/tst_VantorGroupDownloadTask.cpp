@@ -360,13 +360,19 @@ void tst_VantorGroupDownloadTask::cancelAfterTheEndDoesNothing()
 void tst_VantorGroupDownloadTask::signalsAreEmittedOnTheGroupThread()
 {
     const Task task = started(QStringLiteral("g"));
-    std::atomic<QThread*> emittedOn{nullptr};
+    std::atomic<QThread*> groupEmittedOn{nullptr};
+    std::atomic<QThread*> fileEmittedOn{nullptr};
     connect(
-        task.data(), &VantorGroupDownloadTask::groupTaskInfo, this, [&] { emittedOn = QThread::currentThread(); },
+        task.data(), &VantorGroupDownloadTask::groupTaskInfo, this, [&] { groupEmittedOn = QThread::currentThread(); },
+        Qt::DirectConnection);
+    connect(
+        task.data(), &VantorGroupDownloadTask::singleTaskInfo, this, [&] { fileEmittedOn = QThread::currentThread(); },
         Qt::DirectConnection);
     engine->FireGroup(QStringLiteral("g"), pending(QStringLiteral("g")));
+    engine->FireSingle(QStringLiteral("g"), QStringLiteral("f"), "{}");
     settle();
-    QCOMPARE(emittedOn.load(), registry()->thread());
+    QCOMPARE(groupEmittedOn.load(), registry()->thread());
+    QCOMPARE(fileEmittedOn.load(), registry()->thread());
     QVERIFY(registry()->thread() != QThread::currentThread());
 }
 
