@@ -116,7 +116,8 @@ void tst_VantorEngineControl::cancelsQuicklyAndResumes()
     timer.start();
     engine().cancel(guid.toUtf8().constData());
     TRY_END(guid, "Cancelled");
-    QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
+    // The stalled server would be waited for much longer.
+    QVERIFY2(timer.elapsed() < 10000, qPrintable(QString::number(timer.elapsed())));
     const QStringList groupStatuses = engine().groupStatuses(guid);
     QCOMPARE(groupStatuses.mid(groupStatuses.size() - 2), words("Cancelling Cancelled"));
     const QStringList statuses = engine().fileStatuses(guid, url("/a"));
@@ -153,11 +154,13 @@ void tst_VantorEngineControl::cancelsDuringVerification()
     QCOMPARE(text(engine().lastItem(guid, url("/a")), "status"), QStringLiteral("Verifying"));
     QCOMPARE(text(engine().lastGroup(guid), "status"), QStringLiteral("Verifying"));
     QTRY_VERIFY(number(engine().lastItem(guid, url("/a")), "verified_speed_byte") > 0);
-    QElapsedTimer timer;
-    timer.start();
     engine().cancel(guid.toUtf8().constData());
     TRY_END(guid, "Cancelled");
-    QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
+    // In the middle of it, not after it.
+    const QJsonObject file = engine().lastItem(guid, url("/a"));
+    QCOMPARE(text(file, "status"), QStringLiteral("Cancelled"));
+    QVERIFY2(number(file, "verified_byte_count") < size,
+             qPrintable(QString::number(number(file, "verified_byte_count"))));
     QCOMPARE(QFileInfo(at(QStringLiteral("a_tmp"))).size(), size);
 }
 
@@ -281,7 +284,7 @@ void tst_VantorEngineControl::removesCallbacksFromInsideACallback()
     });
     const QString guid = engine().submit({item("/a", 1000, {})});
     QTRY_VERIFY(tookMs >= 0);
-    QVERIFY(tookMs < 500);
+    QVERIFY2(tookMs < 1000, qPrintable(QString::number(tookMs))); // what it waits for calls on other threads
     QTRY_COMPARE(m_server->requestCount(), 1);
     QCOMPARE(engine().events(Kind::Group, guid).size(), 1);
 }
@@ -310,12 +313,11 @@ void tst_VantorEngineControl::limitsBandwidth()
     const auto done = [&] {
         return bytesDone(engine().lastItem(guid, url("/a"))) + bytesDone(engine().lastItem(guid, url("/b")));
     };
-    QTRY_VERIFY_WITH_TIMEOUT(done() > limit, 30000); // more than a second's worth, over both files
-    const qint64 elapsedMs = timer.elapsed();
+    QTRY_VERIFY_WITH_TIMEOUT(done() > limit, 10000); // more than a second's worth, over both files
     const qint64 bytes = done();
+    const qint64 elapsedMs = timer.elapsed(); // after the bytes: a pause between the two must not make them too many
     QVERIFY2(bytes <= limit * elapsedMs / 1000 + limit / 5,
              qPrintable(QStringLiteral("%1 bytes in %2 ms").arg(bytes).arg(elapsedMs)));
-    QVERIFY2(elapsedMs < 5000, qPrintable(QString::number(elapsedMs)));
     // Both get their share.
     QVERIFY(bytesDone(engine().lastItem(guid, url("/a"))) > bytes / 4);
     QVERIFY(bytesDone(engine().lastItem(guid, url("/b"))) > bytes / 4);
@@ -324,7 +326,7 @@ void tst_VantorEngineControl::limitsBandwidth()
     timer.restart();
     engine().setConfig(R"({"download_policy":{"download_bandwidth":0}})");
     TRY_END(guid, "Success");
-    QVERIFY2(timer.elapsed() < 8000, qPrintable(QString::number(timer.elapsed())));
+    QVERIFY2(timer.elapsed() < 15000, qPrintable(QString::number(timer.elapsed())));
     QCOMPARE(contentOf(QStringLiteral("a")), content);
 }
 
