@@ -140,6 +140,7 @@ private Q_SLOTS:
     void startSendsTheRequest();
     void nullRequestIsIgnored();
     void taskWithoutRequestIsNotSent();
+    void registryLeavesTheTasksGuidAlone();
     void cancelAsksTheEngine();
     void cancelOfAnUnknownGuidIsLogged();
     void cancelAfterTheEndIsLogged();
@@ -298,6 +299,22 @@ void tst_VantorChunkTask::taskWithoutRequestIsNotSent()
     QCOMPARE(registry()->StartChunkTask(Task()), QString());
     QCOMPARE(engine->TakeCallLines(), QStringList());
     QVERIFY(!registry()->FindChunkTask(QString()));
+}
+
+// Only Start() makes the engine's guid the task's own.
+void tst_VantorChunkTask::registryLeavesTheTasksGuidAlone()
+{
+    const Task task = started(QStringLiteral("own"));
+    engine->NextChunkGuid(QStringLiteral("further"));
+    QCOMPARE(registry()->StartChunkTask(task), QStringLiteral("further"));
+    QCOMPARE(engine->TakeCallLines(),
+             QStringList(QStringLiteral("StartChunkTask(%1, wunsch-ß)").arg(request()->ToJsonStr())));
+    QCOMPARE(task->GetGuid(), QStringLiteral("own"));
+    QCOMPARE(registry()->FindChunkTask(QStringLiteral("own")), task);
+    QCOMPARE(registry()->FindChunkTask(QStringLiteral("further")), task);
+    QCOMPARE(log->texts(), QStringList());
+    registry()->RemoveChunkTask(QStringLiteral("own"));
+    registry()->RemoveChunkTask(QStringLiteral("further"));
 }
 
 void tst_VantorChunkTask::cancelAsksTheEngine()

@@ -50,7 +50,9 @@ void VantorChunkTask::Start(std::unique_ptr<VantorChunkReq> req)
     }
     // Set before the engine is called, which may answer before its guid is back here.
     m_running.store(true, std::memory_order_relaxed);
-    setGuid(VantorChunkTaskManager::Instance()->StartChunkTask(sharedFromThis()));
+    m_starting = true;
+    VantorChunkTaskManager::Instance()->StartChunkTask(sharedFromThis());
+    m_starting = false;
     QCOMM_LOG(LogLevel::Info, "VantorChunkTask::Start")
         << logTag() << " start chunk task, guid: " << m_guid << ", params: " << m_req->ToJsonStr();
 }

@@ -101,6 +101,7 @@ private:
     std::atomic<bool> m_diskSpaceCancelled{false};
     std::string m_logTag;
     std::atomic<bool> m_running{false};
+    bool m_starting = false; // inside Start(): the guid that the engine returns becomes the task's own
 
     // Guards what the caller's thread writes and the chunk thread reads, or the other way round: the guid, the
     // last response, the installation folder and the log tag. GetGuid() needs it not: it is called on the

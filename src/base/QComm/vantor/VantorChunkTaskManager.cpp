@@ -61,7 +61,8 @@ QString VantorChunkTaskManager::StartChunkTask(QSharedPointer<VantorChunkTask> t
     registry->BeginRegistration();
     const QString guid = VantorExporter::Instance()->StartChunkTask(task->m_req->ToJsonStr(), task->m_req->guid);
     // Before the task can be found: what it logs about its first answer names the guid.
-    task->setGuid(guid);
+    if (task->m_starting)
+        task->setGuid(guid);
     if (registry->FinishRegistration(guid, task)) {
         QMetaObject::invokeMethod(
             this, [this, guid] { registry->Deliver(guid, registry->TakeEarly(guid)); }, Qt::QueuedConnection);

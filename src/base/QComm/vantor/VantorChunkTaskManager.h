@@ -29,7 +29,9 @@ public:
     /// \brief Sends the task's request to the engine and registers the task. Used by
     /// VantorChunkTask::Start().
     ///
-    /// Answers that the engine gives before it has returned the guid are delivered too.
+    /// Answers that the engine gives before it has returned the guid are delivered too. Called directly for a task
+    /// that was started before, it sends that request once more and registers the task under one more guid; the task
+    /// itself stays as it is, its own guid included.
     /// \return the engine's guid of the task; empty without an engine (and registered like any other). A task
     /// without a request is neither sent nor registered.
     QString StartChunkTask(QSharedPointer<VantorChunkTask> task);
