@@ -142,6 +142,7 @@ private Q_SLOTS:
     void taskWithoutRequestIsNotSent();
     void registryLeavesTheTasksGuidAlone();
     void cancelAsksTheEngine();
+    void cancelBeforeTheStartIsLogged();
     void cancelOfAnUnknownGuidIsLogged();
     void cancelAfterTheEndIsLogged();
     void signalsOfEachAction_data();
@@ -149,6 +150,7 @@ private Q_SLOTS:
     void duplicatedIsExact();
     void finishIsLogged_data();
     void finishIsLogged();
+    void linesNameTheirFunctions();
     void lastResponseIsKept();
     void progressPrecedesTheEnd();
     void recordsTravelWhole();
@@ -168,6 +170,7 @@ private Q_SLOTS:
     void diskGuardActsOnTheLastAnswerToo();
     void diskGuardIsSetBackByTheEnd();
     void diskFlagSurvivesARestart();
+    void diskFlagComesBeforeDuplicated();
     void answersOfAnEarlierRunNameThePresentOne();
 
     void registryHoldsTheTask();
@@ -335,6 +338,14 @@ void tst_VantorChunkTask::cancelAsksTheEngine()
     QCOMPARE(registry()->FindChunkTask(QStringLiteral("c")), task);
 }
 
+void tst_VantorChunkTask::cancelBeforeTheStartIsLogged()
+{
+    VantorChunkTask::MakeChunkTask()->Cancel();
+    QCOMPARE(log->texts(), (QStringList{QStringLiteral(" stop chunk task, guid: "),
+                                        QStringLiteral("[chunk] is task cancelled? Not find guid: ")}));
+    QCOMPARE(engine->TakeCallLines(), QStringList());
+}
+
 void tst_VantorChunkTask::cancelOfAnUnknownGuidIsLogged()
 {
     registry()->CancelChunkTask(QStringLiteral("fremd-ß"));
@@ -439,6 +450,30 @@ void tst_VantorChunkTask::finishIsLogged()
     };
     finishedLines(QStringLiteral("Success"));
     finishedLines(QStringLiteral("Duplicated"));
+}
+
+void tst_VantorChunkTask::linesNameTheirFunctions()
+{
+    const Task task = VantorChunkTask::MakeChunkTask();
+    engine->NextChunkGuid(QStringLiteral("c"));
+    task->Start(request());
+    freeBytes = 0;
+    engine->FireChunk(QStringLiteral("c"), Chunk(QStringLiteral("normal_download"), QStringLiteral("Running"), false));
+    engine->FireChunk(QStringLiteral("c"), Chunk(QStringLiteral("fetch_size"), QStringLiteral("Success"), true));
+    settle();
+    task->Cancel();
+    QStringList lines;
+    for (const auto& record : log->records())
+        lines << QStringLiteral("%1 %2").arg(QString::number(record.level), QString::fromStdString(record.function));
+    QCOMPARE(lines, (QStringList{
+                        QStringLiteral("2 VantorChunkTask::Start"),
+                        QStringLiteral("3 VantorChunkTask::NotifyProgressChanged"), // too little space
+                        QStringLiteral("2 VantorChunkTask::NofityFinished"),        // the answer
+                        QStringLiteral("3 VantorChunkTask::NofityFinished"),        // cancelled for lack of space
+                        QStringLiteral("2 VantorChunkTask::NofityFinished"),        // the signal
+                        QStringLiteral("2 VantorChunkTask::Cancel"),
+                        QStringLiteral("3 VantorChunkTaskManager::CancelChunkTask"),
+                    }));
 }
 
 void tst_VantorChunkTask::lastResponseIsKept()
@@ -729,6 +764,24 @@ void tst_VantorChunkTask::diskFlagSurvivesARestart()
     settle();
     QCOMPARE(events.Lines().value(events.Lines().size() - 1),
              QStringLiteral("normal finished Failed 1 disk space not enough"));
+    registry()->RemoveChunkTask(QStringLiteral("c"));
+}
+
+// The record is rewritten first, so a fetch after an ended download reports even when it says "Duplicated".
+void tst_VantorChunkTask::diskFlagComesBeforeDuplicated()
+{
+    freeBytes = 0;
+    const Task task = started(QStringLiteral("c"));
+    const TaskEvents events(task);
+    engine->FireChunk(QStringLiteral("c"), Chunk(QStringLiteral("normal_download"), QStringLiteral("Running"), false));
+    settle();
+    engine->NextChunkGuid(QStringLiteral("d"));
+    task->Start(request(VantorChunkActionFetchSize));
+    engine->FireChunk(QStringLiteral("d"), Chunk(QStringLiteral("fetch_size"), QStringLiteral("Duplicated"), true));
+    settle();
+    QCOMPARE(events.Lines(),
+             (QStringList{QStringLiteral("normal progress Running"), QStringLiteral("size progress Duplicated"),
+                          QStringLiteral("size finished Failed 1 disk space not enough")}));
     registry()->RemoveChunkTask(QStringLiteral("c"));
 }
 
