@@ -5,6 +5,7 @@
 #include "Network/BaseHttpApi.h"
 #include "Network/HttpNetworkManager.h"
 
+#include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QStringList>
 #include <QVector>
@@ -134,6 +135,7 @@ public:
     explicit FakeReply(QObject* parent = nullptr) : QNetworkReply(parent) { open(ReadOnly); }
 
     void setStatus(int status) { setAttribute(QNetworkRequest::HttpStatusCodeAttribute, status); }
+    void setMethod(QNetworkAccessManager::Operation method) { setOperation(method); }
     void fail(NetworkError error, const QString& text) { setError(error, text); }
     void setHeaderText(const char* name, const char* value) { setRawHeader(name, value); }
     void setBody(const QByteArray& data) { m_body = data; }

@@ -29,6 +29,8 @@ private Q_SLOTS:
     void networkError();
     void badStatus();
     void bodyWithZeroBytes();
+    void bodyCutShortIsAFailure_data();
+    void bodyCutShortIsAFailure();
     void unaskedFinishIsIgnored();
     void headersOfTheReply();
 };
@@ -321,6 +323,59 @@ void tst_BaseHttpApi::bodyWithZeroBytes()
     api.replies.last()->fail(QNetworkReply::UnknownNetworkError, QStringLiteral("E"));
     api.replies.last()->finish();
     QCOMPARE(events.message, QString::fromLatin1("Ea\0b", 4));
+}
+
+void tst_BaseHttpApi::bodyCutShortIsAFailure_data()
+{
+    QTest::addColumn<QByteArray>("length");
+    QTest::addColumn<bool>("chunked");
+    QTest::addColumn<int>("method");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QStringList>("expected");
+    const QStringList failed = texts({"failed 3002 200 2", "finished"});
+    const QStringList succeeded = texts({"succeed 4", "finished"});
+    const int get = QNetworkAccessManager::GetOperation;
+    QTest::newRow("one byte less than announced") << QByteArray("5") << false << get << 200 << failed;
+    QTest::newRow("of a post") << QByteArray("5") << false << int(QNetworkAccessManager::PostOperation) << 200
+                               << failed;
+    QTest::newRow("much less") << QByteArray("9007199254740993") << false << get << 200 << failed;
+    QTest::newRow("as announced") << QByteArray("4") << false << get << 200 << succeeded;
+    QTest::newRow("nothing announced") << QByteArray() << false << get << 200 << succeeded;
+    QTest::newRow("no number announced") << QByteArray("five") << false << get << 200 << succeeded;
+    QTest::newRow("in chunks") << QByteArray("5") << true << get << 200 << succeeded;
+    QTest::newRow("of a head") << QByteArray("5") << false << int(QNetworkAccessManager::HeadOperation) << 200
+                               << succeeded;
+    QTest::newRow("of another status") << QByteArray("5") << false << get << 201
+                                       << texts({"failed 3002 201 0", "finished"});
+}
+
+// The network layer does not tell of every connection that was closed within the body.
+void tst_BaseHttpApi::bodyCutShortIsAFailure()
+{
+    QFETCH(QByteArray, length);
+    QFETCH(bool, chunked);
+    QFETCH(int, method);
+    QFETCH(int, status);
+    FakeApi api;
+    setAddress(&api);
+    const ApiEvents events(&api);
+    api.Send();
+    FakeReply* const reply = api.replies.last();
+    reply->setMethod(static_cast<QNetworkAccessManager::Operation>(method));
+    reply->setStatus(status);
+    if (!length.isEmpty())
+        reply->setHeaderText("Content-Length", length.constData());
+    if (chunked)
+        reply->setHeaderText("Transfer-Encoding", "chunked");
+    reply->setBody("half");
+    const LogCapture log;
+    reply->finish();
+    QTEST(events.log, "expected");
+    if (events.log.first() == QStringLiteral("failed 3002 200 2")) {
+        QCOMPARE(events.message, QStringLiteral("Connection closedhalf"));
+        QCOMPARE(log.count(0, QStringLiteral("/path network status code: 200, error: Connection closed, data: half")),
+                 1);
+    }
 }
 
 void tst_BaseHttpApi::unaskedFinishIsIgnored()

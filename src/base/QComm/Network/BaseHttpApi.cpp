@@ -4,6 +4,7 @@
 #include "Network/HttpNetworkManager.h"
 #include "QCommLog.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QJsonArray>
 #include <QNetworkCookie>
@@ -73,6 +74,16 @@ QString headerText(const QNetworkReply& reply, const char* name)
 int statusOf(const QNetworkReply& reply)
 {
     return reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+}
+
+// Whether less has come than the server announced. Qt's network layer reports that as a closed connection, but when it
+// learns of the end from its own reading of the body it takes what it has for the whole, without an error. An answer
+// to HEAD announces a body that does not come; the length of one in chunks or of a compressed one says nothing.
+bool isCutShort(const QNetworkReply& reply, const QByteArray& data)
+{
+    if (reply.operation() == QNetworkAccessManager::HeadOperation || reply.hasRawHeader("Transfer-Encoding"))
+        return false;
+    return data.size() < reply.header(QNetworkRequest::ContentLengthHeader).toLongLong();
 }
 
 } // namespace
@@ -398,10 +409,15 @@ void BaseHttpApi::OnReplyFinished()
     // A reply that was stopped or forgotten.
     if (!m_reply)
         return;
-    const int qtError = m_reply->error();
-    const QString errorText = m_reply->errorString();
+    int qtError = m_reply->error();
+    QString errorText = m_reply->errorString();
     const int status = statusOf(*m_reply);
     const QByteArray data = m_reply->readAll();
+    if (qtError == QNetworkReply::NoError && status == kOkStatus && isCutShort(*m_reply, data)) {
+        qtError = QNetworkReply::RemoteHostClosedError;
+        // In the network layer's own words, translated like them.
+        errorText = QCoreApplication::translate("QHttp", "Connection closed");
+    }
     m_contentType = headerText(*m_reply, "Content-Type");
     m_eTag = headerText(*m_reply, "ETag");
     QCOMM_LOG(LogLevel::Trace, "BaseHttpApi::OnReplyFinished")

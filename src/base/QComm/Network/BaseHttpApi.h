@@ -36,7 +36,8 @@ class QUrl;
 /// | time-out without a reply | apiFailed(3001, 638, -1, text), and no apiFinished() |
 ///
 /// The text of a time-out is "CommonErrorCode::HTTP_REQUEST_TIMEOUT". Statuses of 400 and above are network
-/// errors to Qt and have its numbers. Redirections are followed, except from https to http; one that was not
+/// errors to Qt and have its numbers; a body that ends before the announced length is the network error 2, a closed
+/// connection. Redirections are followed, except from https to http; one that was not
 /// followed, like 201 and 204, is a failure. Only the outcome of the last attempt is signalled. Stop() ends a
 /// call without a signal. A missing network manager, an empty URL and a Send() while running are no call:
 /// they write a line to the log and nothing else.
