@@ -168,7 +168,8 @@ void tst_LauncherApi::reportsFailures()
 void tst_LauncherApi::givesUpAfterTheTimeout()
 {
     m_server->always("/call", HttpResponse::nothing(HttpResponse::Fault::Stall));
-    const LauncherResult result = run(words("get") << url() << words("--timeout 200 --retry 1 --backoff"));
+    // Long enough for a request to get to the server on a busy machine.
+    const LauncherResult result = run(words("get") << url() << words("--timeout 1000 --retry 1 --backoff"));
     QCOMPARE(result.code, 1);
     QCOMPARE(result.out, QString());
     QCOMPARE(result.err, QStringLiteral("error: code 3001, status 638, network error -1: "
@@ -181,7 +182,8 @@ void tst_LauncherApi::triesAgain()
     m_server->once("/call", HttpResponse::withStatus(500));
     m_server->once("/call", HttpResponse::withStatus(500));
     m_server->once("/call", HttpResponse::ok("at last"));
-    const LauncherResult result = run(words("get") << url() << words("--retry 3 --timeout 300"));
+    // Long enough for an answer on a busy machine; the second attempt, whose answer is not heard, lasts so long.
+    const LauncherResult result = run(words("get") << url() << words("--retry 3 --timeout 2000"));
     QCOMPARE(result.err, QString());
     QCOMPARE(result.out, QStringLiteral("status: 200\n\nat last\n"));
     QCOMPARE(result.code, 0);

@@ -38,7 +38,7 @@ private:
     static QByteArray bodyOf(QNetworkReply* reply)
     {
         QSignalSpy finished(reply, &QNetworkReply::finished);
-        if (!reply->isFinished() && !finished.wait(5000))
+        if (!reply->isFinished() && !finished.wait(30000))
             return "<no answer>";
         const QByteArray body = reply->readAll();
         reply->deleteLater();
