@@ -136,7 +136,7 @@ QString tst_ApiNginx::call(BaseHttpApi& api, const QString& url)
     api.SetNetworkManager(m_manager.get());
     api.SetBaseUrl(url);
     api.Send();
-    if (!QTest::qWaitFor([&outcome] { return !outcome.isEmpty(); }, 30000))
+    if (!QTest::qWaitFor([&outcome] { return !outcome.isEmpty(); }, 60000))
         return QStringLiteral("nothing");
     return outcome;
 }
