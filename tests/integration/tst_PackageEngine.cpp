@@ -13,6 +13,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <atomic>
 #include <memory>
 
 using PackageTree::content;
@@ -838,12 +839,19 @@ void tst_PackageEngine::goesOnAfterACancel()
             }
         },
         Qt::DirectConnection);
-    // Slow enough that it cannot be done before the cancel.
+    // No more than these are given before the cancel.
+    constexpr int kGiven = 12;
+    const auto asks = std::make_shared<std::atomic<int>>(0);
     const QMap<QByteArray, QByteArray> chunks = publishedChunks();
-    for (auto chunk = chunks.cbegin(); chunk != chunks.cend(); ++chunk)
-        server->always(chunk.key(), HttpResponse::ok(chunk.value()).delay(20));
+    for (auto chunk = chunks.cbegin(); chunk != chunks.cend(); ++chunk) {
+        server->on(chunk.key(), [asks, body = chunk.value()](const HttpRequest&) {
+            return ++*asks <= kGiven ? HttpResponse::ok(body) : HttpResponse::nothing(HttpResponse::Fault::Stall);
+        });
+    }
     task->Start(request(VantorChunkActionNormalDownload));
     const auto cancelled = end(task);
+    for (auto chunk = chunks.cbegin(); chunk != chunks.cend(); ++chunk)
+        server->always(chunk.key(), HttpResponse::ok(chunk.value()));
     QCOMPARE(cancelled->status, QStringLiteral("Cancelled"));
     QVERIFY(cancelled->completed);
     QCOMPARE(cancelled->error_code, 0);
