@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -256,32 +257,32 @@ void BaseHttpApi::SetRequestType(TYPE type)
 
 void BaseHttpApi::SetBaseUrl(const QString& baseUrl)
 {
-    m_baseUrl = baseUrl;
+    BaseHttpApiInterface::SetBaseUrl(baseUrl);
 }
 
 void BaseHttpApi::SetRequestPath(const QString& path)
 {
-    m_path = path;
+    BaseHttpApiInterface::SetRequestPath(path);
 }
 
 void BaseHttpApi::SetRequestHeaders(QMap<QString, QString> headers)
 {
-    m_headers = headers;
+    BaseHttpApiInterface::SetRequestHeaders(std::move(headers));
 }
 
 void BaseHttpApi::SetRequestParams(QMap<QString, QVariant> params)
 {
-    m_params = params;
+    BaseHttpApiInterface::SetRequestParams(std::move(params));
 }
 
 void BaseHttpApi::SetParamsString(const QString& params)
 {
-    m_paramsString = params;
+    BaseHttpApiInterface::SetParamsString(params);
 }
 
 void BaseHttpApi::SetCookies(QMap<QByteArray, QByteArray> cookies)
 {
-    m_cookies = cookies;
+    BaseHttpApiInterface::SetCookies(std::move(cookies));
 }
 
 void BaseHttpApi::SetRetryTimes(int times, bool backoff)
@@ -293,8 +294,7 @@ void BaseHttpApi::SetRetryTimes(int times, bool backoff)
 
 void BaseHttpApi::SetTimeout(int ms)
 {
-    m_timeout = ms;
-    m_timer.setInterval(ms);
+    BaseHttpApiInterface::SetTimeout(ms);
 }
 
 bool BaseHttpApi::CanRetry()
