@@ -2,7 +2,6 @@
 #include "HostNames.h"
 
 #include <QHostAddress>
-#include <QHostInfo>
 
 namespace VantorEngine {
 
@@ -17,12 +16,17 @@ QString HostNames::addressOf(const QString& host)
         return host;
     }
     m_addresses.insert(host, {});
-    QHostInfo::lookupHost(host, this, [this, host](const QHostInfo& info) {
-        if (!info.addresses().isEmpty()) {
-            m_addresses.insert(host, info.addresses().constFirst().toString());
-        }
-    });
+    // By the slot's name: Qt does not free a functor whose answer comes too late.
+    m_hosts.insert(QHostInfo::lookupHost(host, this, SLOT(onLookedUp(QHostInfo))), host);
     return {};
+}
+
+void HostNames::onLookedUp(const QHostInfo& info)
+{
+    const QString host = m_hosts.take(info.lookupId());
+    if (!info.addresses().isEmpty()) {
+        m_addresses.insert(host, info.addresses().constFirst().toString());
+    }
 }
 
 } // namespace VantorEngine

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <QHash>
+#include <QHostInfo>
 #include <QObject>
 #include <QString>
 
@@ -16,8 +17,12 @@ public:
     /// \return the address as text; empty while it is being looked up, or when there is none.
     QString addressOf(const QString& host);
 
+private slots:
+    void onLookedUp(const QHostInfo& info);
+
 private:
     QHash<QString, QString> m_addresses;
+    QHash<int, QString> m_hosts; ///< whose look-up is under way, by its number
 };
 
 } // namespace VantorEngine
