@@ -348,7 +348,7 @@ void tst_PartialFile::endsWithHashesRunning()
         }
         QVERIFY(last > 0);
     }
-    QVERIFY(timer.elapsed() < 2000);
+    QVERIFY(timer.elapsed() < 10000); // all of them would take a minute
 }
 
 void tst_PartialFile::claimsAPathOnce()
