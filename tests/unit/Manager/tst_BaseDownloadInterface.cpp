@@ -57,7 +57,9 @@ private Q_SLOTS:
     void numbersThePriorities();
     void baseDoesNothing();
     void operationsAreVirtual();
+#ifndef Q_CC_MSVC
     void operationsKeepTheirPlaces();
+#endif
     void belongsToItsParent();
     void signalsCrossThreads();
 };
@@ -117,10 +119,9 @@ void tst_BaseDownloadInterface::operationsAreVirtual()
     QCOMPARE(downloader.id(), QStringLiteral("backend"));
 }
 
+#ifndef Q_CC_MSVC
 void tst_BaseDownloadInterface::operationsKeepTheirPlaces()
 {
-    if (!kVirtualPlacesAreReadable)
-        QSKIP("The compiler lays out pointers to member functions in a form of its own.");
     using I = BaseDownloadInterface;
     const QVector<int> places{VirtualPlace(&I::Init),
                               VirtualPlace(&I::SetTask),
@@ -131,9 +132,9 @@ void tst_BaseDownloadInterface::operationsKeepTheirPlaces()
                               VirtualPlace(&I::RemoveAllDownloadTask),
                               VirtualPlace(&I::SetSpeedLimit),
                               VirtualPlace(&I::id)};
-    for (int i = 0; i < places.size(); ++i)
-        QCOMPARE(places.at(i), kFirstOwnVirtualPlace + i);
+    QCOMPARE(places, PlacesAfterQObject(places.size()));
 }
+#endif
 
 void tst_BaseDownloadInterface::belongsToItsParent()
 {

@@ -217,7 +217,9 @@ private Q_SLOTS:
     void storesTheFlagsAndTheTag();
     void baseDoesNothing();
     void operationsAreVirtual();
+#ifndef Q_CC_MSVC
     void operationsKeepTheirPlaces();
+#endif
     void timerFollowsToAnotherThread();
     void emitsAllSignals();
     void queuedSignalsCrossThreads();
@@ -339,10 +341,9 @@ void tst_BaseDownloadManager::operationsAreVirtual()
     QCOMPARE(manager.IsValid(), false);
 }
 
+#ifndef Q_CC_MSVC
 void tst_BaseDownloadManager::operationsKeepTheirPlaces()
 {
-    if (!kVirtualPlacesAreReadable)
-        QSKIP("The compiler lays out pointers to member functions in a form of its own.");
     using M = BaseDownloadManager;
     const QVector<int> places{VirtualPlace(&M::Init),
                               VirtualPlace(&M::SetTask),
@@ -358,10 +359,10 @@ void tst_BaseDownloadManager::operationsKeepTheirPlaces()
                               VirtualPlace(&M::SetDisableResumeDownload),
                               VirtualPlace(&M::SetEnablePcdn),
                               VirtualPlace(&M::SetBusinessTag)};
-    for (int i = 0; i < places.size(); ++i)
-        QCOMPARE(places.at(i), kFirstOwnVirtualPlace + i);
+    QCOMPARE(places, PlacesAfterQObject(places.size()));
     QCOMPARE(VirtualPlace(&M::SetLogTag), -1);
 }
+#endif
 
 void tst_BaseDownloadManager::timerFollowsToAnotherThread()
 {

@@ -58,7 +58,6 @@ private Q_SLOTS:
     void statusValues();
     void namesOfTheFiles();
     void reservedOperationDoesNothing();
-    void operationsKeepTheirPlaces();
 
     void initTakesAnExistingDestination();
     void initFailures_data();
@@ -121,6 +120,11 @@ private:
 
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<Settings> m_settings;
+
+#ifndef Q_CC_MSVC
+private Q_SLOTS:
+    void operationsKeepTheirPlaces();
+#endif
 };
 
 void tst_DownloadTask::init()
@@ -208,10 +212,9 @@ void tst_DownloadTask::reservedOperationDoesNothing()
     QCOMPARE(task.GetStatus(), int(DownloadTask::Stopped));
 }
 
+#ifndef Q_CC_MSVC
 void tst_DownloadTask::operationsKeepTheirPlaces()
 {
-    if (!kVirtualPlacesAreReadable)
-        QSKIP("The compiler lays out pointers to member functions in a form of its own.");
     using I = DownloadTaskInterface;
     const QVector<int> places{VirtualPlace(&I::GetTaskModel),    VirtualPlace(&I::GetTotalSize),
                               VirtualPlace(&I::IsFinished),      VirtualPlace(&I::Init),
@@ -221,9 +224,9 @@ void tst_DownloadTask::operationsKeepTheirPlaces()
                               VirtualPlace(&I::GetErrorString),  VirtualPlace(&I::Reserved),
                               VirtualPlace(&I::SetRetryTimes),   VirtualPlace(&I::GetRangeFrom416Response),
                               VirtualPlace(&I::EmitRetry)};
-    for (int i = 0; i < places.size(); ++i)
-        QCOMPARE(places.at(i), kFirstOwnVirtualPlace + i);
+    QCOMPARE(places, PlacesAfterQObject(places.size()));
 }
+#endif
 
 void tst_DownloadTask::initTakesAnExistingDestination()
 {
